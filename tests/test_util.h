@@ -1,0 +1,89 @@
+// Helpers shared by the test files.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kel.h"
+
+namespace kel_test {
+
+// Records GLib messages (warnings, criticals) logged without a domain while
+// alive, instead of printing them.
+class LogCapture {
+public:
+    LogCapture() { previous_ = g_log_set_default_handler(&LogCapture::handler, this); }
+    ~LogCapture() { g_log_set_default_handler(previous_, nullptr); }
+    LogCapture(const LogCapture &) = delete;
+    LogCapture &operator=(const LogCapture &) = delete;
+
+    const std::vector<std::string> &messages() const { return messages_; }
+    std::string last() const { return messages_.empty() ? std::string() : messages_.back(); }
+    void clear() { messages_.clear(); }
+
+private:
+    static void handler(const gchar *, GLogLevelFlags, const gchar *message, gpointer self)
+    {
+        static_cast<LogCapture *>(self)->messages_.emplace_back(message ? message : "");
+    }
+    GLogFunc previous_;
+    std::vector<std::string> messages_;
+};
+
+// Owns an error chain for the duration of a test.
+struct ErrorSlot {
+    KelError *err = nullptr;
+    ~ErrorSlot() { kel_clear_error(&err); }
+    KelError **operator&() { return &err; }
+    KelError *operator->() const { return err; }
+    explicit operator bool() const { return err != nullptr; }
+    int code() const { return err ? err->gerror->code : 0; }
+    std::string message() const { return err ? err->gerror->message : ""; }
+    GQuark domain() const { return err ? err->gerror->domain : 0; }
+    void clear() { kel_clear_error(&err); }
+};
+
+// Owns a JSON root for the duration of a test.
+struct JsonRoot {
+    KelJson *json = nullptr;
+    JsonRoot() = default;
+    explicit JsonRoot(KelJson *j) : json(j) {}
+    ~JsonRoot() { kel_json_unref(json); }
+    JsonRoot(const JsonRoot &) = delete;
+    JsonRoot &operator=(const JsonRoot &) = delete;
+    KelJson *get() const { return json; }
+    KelJson *operator->() const { return json; }
+    operator KelJson *() const { return json; }
+};
+
+// Compact dump with sorted keys, or "<dump failed>".
+inline std::string dump(KelJson *json, guint32 flags = KEL_JSON_DUMP_SORTED)
+{
+    char *out = nullptr;
+    if (!kel_json_sdump(json, &out, flags))
+        return "<dump failed>";
+    std::string s(out);
+    g_free(out);
+    return s;
+}
+
+inline std::string pointer_of(const KelJson *json)
+{
+    char *out = nullptr;
+    if (kel_json_ptr(json, &out) < 0)
+        return "<no pointer>";
+    std::string s(out);
+    g_free(out);
+    return s;
+}
+
+}  // namespace kel_test
+
+#define EXPECT_KEL_ERROR(slot, expected_code, expected_message)   \
+    do {                                                          \
+        ASSERT_TRUE((slot).err != nullptr);                       \
+        EXPECT_EQ((slot).code(), (expected_code));                \
+        EXPECT_EQ((slot).message(), std::string(expected_message)); \
+    } while (0)
