@@ -1,13 +1,15 @@
 # libkel: `make demo` and `make check` set up a fresh Debian machine and build.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
+FUZZ_SECONDS ?= 30
 JOBS       ?= $(shell nproc)
 SUDO       := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
 # Debian packages the build and the test suite need.
-PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev
+PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev clang libclang-rt-14-dev
 
-.PHONY: all deps build build-asan check demo clean
+.PHONY: all deps build build-asan build-tsan check fuzz demo clean
 
 all: build
 
@@ -32,13 +34,30 @@ build: deps $(BUILD)/build.ninja
 build-asan: deps $(ASAN_BUILD)/build.ninja
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 
-check: build build-asan
+$(TSAN_BUILD)/build.ninja:
+	cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_C_FLAGS=-fsanitize=thread -DCMAKE_CXX_FLAGS=-fsanitize=thread \
+	  -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=thread -DCMAKE_SHARED_LINKER_FLAGS=-fsanitize=thread
+
+# Only the threaded tests run under ThreadSanitizer.
+build-tsan: deps $(TSAN_BUILD)/build.ninja
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target test_threads
+
+check: build build-asan build-tsan
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN_BUILD)/tests/test_threads
+	@if command -v clang++ >/dev/null; then FUZZ_SECONDS=$(FUZZ_SECONDS) fuzz/run.sh; \
+	  else echo "clang not available: fuzz run skipped"; fi
 
+# Fuzz every target; FUZZ_SECONDS=600 for a long run.
+fuzz: deps
+	FUZZ_SECONDS=$(FUZZ_SECONDS) fuzz/run.sh
+
+# Runs kel-demo and kel-json on the documents under examples/, echoing each command.
 demo: build
-	$(BUILD)/examples/kel-demo
+	@sh examples/demo.sh $(BUILD)
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -1,0 +1,551 @@
+// kel-bench: libkel against jansson, json-c and json-glib on the standard
+// corpus, in one binary and one run. Every operation on every file runs for
+// the four libraries under the same benchmark body; repetitions are
+// interleaved at random and the table reports medians of CPU time, as ratios
+// to jansson's figure of the same run.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "alloc_count.h"
+#include "libs.h"
+
+#ifndef KEL_BENCH_CORPUS_DIR
+#define KEL_BENCH_CORPUS_DIR "../shared/corpus"
+#endif
+
+namespace {
+
+using bench::Doc;
+using bench::LibOps;
+
+// ---- Corpus ---------------------------------------------------------------
+
+struct CorpusFile {
+    const char *name;     // short name used in benchmark names
+    const char *file;     // file name inside the corpus directory
+    const char *pointer;  // a deep value near the end of the document
+    std::string path;
+    std::string text;
+};
+
+// Each pointer is one of the deepest leaves of its document, taken near the
+// end so that array lookups index far in.
+std::vector<CorpusFile> corpus = {
+    {"canada", "canada.json", "/features/0/geometry/coordinates/479/5275/1", {}, {}},
+    {"citm", "citm_catalog.json", "/performances/242/seatCategories/4/areas/5/areaId", {}, {}},
+    {"twitter", "twitter.json", "/statuses/97/retweeted_status/user/entities/url/urls/0/indices/1",
+     {}, {}},
+};
+
+std::string corpus_dir()
+{
+    const char *env = std::getenv("KEL_BENCH_CORPUS");
+    return env && *env ? env : KEL_BENCH_CORPUS_DIR;
+}
+
+bool load_corpus()
+{
+    std::string dir = corpus_dir();
+    bool ok = true;
+    for (CorpusFile &f : corpus) {
+        f.path = dir + "/" + f.file;
+        std::ifstream in(f.path, std::ios::binary);
+        if (!in) {
+            std::fprintf(stderr, "kel-bench: cannot read corpus file %s\n", f.path.c_str());
+            ok = false;
+            continue;
+        }
+        std::ostringstream buf;
+        buf << in.rdbuf();
+        f.text = buf.str();
+    }
+    if (!ok)
+        std::fprintf(stderr,
+                     "kel-bench: the corpus (canada.json, citm_catalog.json, twitter.json) is "
+                     "missing; set KEL_BENCH_CORPUS to the directory that holds it\n");
+    return ok;
+}
+
+// ---- Libraries ------------------------------------------------------------
+
+const LibOps *const all_libs[] = {&bench::kel_ops, &bench::jansson_ops, &bench::jsonc_ops,
+                                  &bench::jsonglib_ops};
+std::vector<const LibOps *> libs;
+
+bool select_libs(const std::string &spec)
+{
+    libs.clear();
+    std::vector<std::string> wanted;
+    std::stringstream in(spec);
+    for (std::string name; std::getline(in, name, ',');) wanted.push_back(name);
+    for (const LibOps *lib : all_libs)
+        if (wanted.empty() || std::find(wanted.begin(), wanted.end(), lib->name) != wanted.end())
+            libs.push_back(lib);
+    if (libs.empty()) {
+        std::fprintf(stderr, "kel-bench: --libs=%s selects no library (libkel, jansson, json-c, "
+                             "json-glib)\n", spec.c_str());
+        return false;
+    }
+    return true;
+}
+
+// libkel is linked normally; this only turns a half-built library into a
+// clear message instead of a symbol lookup error in the middle of the run.
+bool libkel_complete()
+{
+    static const char *const needed[] = {"kel_json_loads", "kel_json_loadf", "kel_json_unref",
+                                         "kel_json_sdump", "kel_json_copy", "kel_json_subset",
+                                         "kel_json_ptr_get_base"};
+    bool ok = true;
+    for (const char *sym : needed)
+        if (!dlsym(RTLD_DEFAULT, sym)) {
+            std::fprintf(stderr, "kel-bench: libkel does not provide %s yet\n", sym);
+            ok = false;
+        }
+    if (!ok)
+        std::fprintf(stderr, "kel-bench: use --libs=jansson,json-c,json-glib to measure the "
+                             "peers alone\n");
+    return ok;
+}
+
+// Parsed documents and their deep copies, made once per library and file
+// and shared by the benchmarks that only read them.
+struct Prepared {
+    Doc doc = nullptr;
+    Doc copy = nullptr;
+    std::size_t compact_size = 0;
+    std::size_t pretty_size = 0;
+};
+std::map<std::pair<const LibOps *, const CorpusFile *>, Prepared> prepared;
+
+// Parses every file with every library and checks the results once, so that
+// no benchmark measures a failure path.
+bool prepare_all()
+{
+    bool ok = true;
+    for (const CorpusFile &f : corpus)
+        for (const LibOps *lib : libs) {
+            auto fail = [&](const std::string &what) {
+                std::fprintf(stderr, "kel-bench: %s on %s: %s\n", lib->name, f.file, what.c_str());
+                ok = false;
+            };
+            Prepared p;
+            std::string err;
+            p.doc = lib->parse(f.text.c_str(), f.text.size(), &err);
+            if (!p.doc) {
+                fail("parse failed: " + err);
+                continue;
+            }
+            p.copy = lib->copy(p.doc);
+            if (!p.copy) fail("copy failed");
+            else if (!lib->equal(p.doc, p.copy)) fail("the copy does not compare equal");
+            if (!lib->lookup(p.doc, f.pointer)) fail(std::string("pointer not found: ") + f.pointer);
+            p.compact_size = lib->dump(p.doc, false);
+            p.pretty_size = lib->dump(p.doc, true);
+            if (!p.compact_size || !p.pretty_size) fail("dump failed");
+            void *fh = lib->file_open(f.path.c_str());
+            if (!fh) {
+                fail("cannot open the file");
+            } else {
+                Doc d = lib->file_parse(fh);
+                if (!d) fail("parse from file failed");
+                else lib->release(d);
+                lib->file_close(fh);
+            }
+            prepared[{lib, &f}] = p;
+        }
+    return ok;
+}
+
+void release_all()
+{
+    for (auto &[key, p] : prepared) {
+        if (p.copy) key.first->release(p.copy);
+        if (p.doc) key.first->release(p.doc);
+    }
+    prepared.clear();
+}
+
+// ---- Heap figures (child process) ---------------------------------------
+
+struct HeapFigures {
+    std::int64_t bytes = 0, blocks = 0, leftover = 0;
+};
+std::map<std::pair<std::string, std::string>, HeapFigures> heap;  // (file, lib)
+
+// Runs in a child started with G_SLICE=always-malloc: GLib's slice
+// allocator would otherwise hand out pieces of its own large chunks, which
+// the malloc counters cannot see one by one.
+int memory_child()
+{
+    for (const CorpusFile &f : corpus)
+        for (const LibOps *lib : libs) {
+            // A first parse initialises whatever each library keeps for good
+            // (types, hash seeds, registries), so it is not counted.
+            Doc warm = lib->parse(f.text.c_str(), f.text.size(), nullptr);
+            if (!warm) return 1;
+            lib->release(warm);
+            bench::heap_count_start();
+            Doc doc = lib->parse(f.text.c_str(), f.text.size(), nullptr);
+            bench::HeapCount parsed = bench::heap_count_stop();
+            if (!doc) return 1;
+            bench::heap_count_start();
+            lib->release(doc);
+            bench::HeapCount released = bench::heap_count_stop();
+            std::printf("mem %s %s %" PRId64 " %" PRId64 " %" PRId64 "\n", f.name, lib->name,
+                        parsed.bytes, parsed.blocks, parsed.bytes + released.bytes);
+        }
+    return 0;
+}
+
+bool measure_heap(const char *libs_spec)
+{
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    pid_t pid = fork();
+    if (pid < 0) return false;
+    if (pid == 0) {
+        dup2(fds[1], STDOUT_FILENO);
+        close(fds[0]);
+        close(fds[1]);
+        setenv("G_SLICE", "always-malloc", 1);
+        std::string libs_arg = std::string("--libs=") + libs_spec;
+        execl("/proc/self/exe", "kel-bench", "--memory-child", libs_arg.c_str(),
+              static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    close(fds[1]);
+    FILE *in = fdopen(fds[0], "r");
+    char file[64], lib[64];
+    HeapFigures h;
+    while (in && std::fscanf(in, "mem %63s %63s %" SCNd64 " %" SCNd64 " %" SCNd64 "\n", file, lib,
+                             &h.bytes, &h.blocks, &h.leftover) == 5)
+        heap[{file, lib}] = h;
+    if (in) std::fclose(in);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// ---- Benchmarks -----------------------------------------------------------
+
+enum class Op { Parse, ParseFile, Dump, DumpPretty, Copy, Equal, Lookup };
+
+struct OpInfo {
+    Op op;
+    const char *name;   // in benchmark names
+    const char *label;  // in the table
+};
+
+const OpInfo ops[] = {
+    {Op::Parse, "parse", "parse (text to DOM + release)"},
+    {Op::ParseFile, "parse_file", "parse from file"},
+    {Op::Dump, "dump", "dump compact"},
+    {Op::DumpPretty, "dump_pretty", "dump sorted+pretty"},
+    {Op::Copy, "copy", "deep copy + release"},
+    {Op::Equal, "equal", "equal (DOM vs its copy)"},
+    {Op::Lookup, "pointer", "pointer lookup"},
+};
+
+// Bytes one iteration stands for: input text for parsing, copying and
+// comparing; the library's own output text for dumping.
+std::size_t bytes_per_iteration(Op op, const LibOps *lib, const CorpusFile &f)
+{
+    const Prepared &p = prepared[{lib, &f}];
+    switch (op) {
+    case Op::Dump: return p.compact_size;
+    case Op::DumpPretty: return p.pretty_size;
+    case Op::Lookup: return 0;
+    default: return f.text.size();
+    }
+}
+
+void run(benchmark::State &state, Op op, const LibOps *lib, const CorpusFile *f)
+{
+    const Prepared &p = prepared[{lib, f}];
+    const char *text = f->text.c_str();
+    std::size_t len = f->text.size();
+    switch (op) {
+    case Op::Parse:
+        for (auto _ : state) {
+            Doc d = lib->parse(text, len, nullptr);
+            if (!d) {
+                state.SkipWithError("parse failed");
+                break;
+            }
+            lib->release(d);
+        }
+        break;
+    case Op::ParseFile: {
+        void *fh = lib->file_open(f->path.c_str());
+        for (auto _ : state) {
+            Doc d = lib->file_parse(fh);
+            if (!d) {
+                state.SkipWithError("parse from file failed");
+                break;
+            }
+            lib->release(d);
+        }
+        lib->file_close(fh);
+        break;
+    }
+    case Op::Dump:
+    case Op::DumpPretty:
+        for (auto _ : state) benchmark::DoNotOptimize(lib->dump(p.doc, op == Op::DumpPretty));
+        break;
+    case Op::Copy:
+        for (auto _ : state) lib->release(lib->copy(p.doc));
+        break;
+    case Op::Equal:
+        for (auto _ : state) benchmark::DoNotOptimize(lib->equal(p.doc, p.copy));
+        break;
+    case Op::Lookup:
+        for (auto _ : state) benchmark::DoNotOptimize(lib->lookup(p.doc, f->pointer));
+        break;
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
+                            static_cast<std::int64_t>(bytes_per_iteration(op, lib, *f)));
+}
+
+std::string bench_name(const OpInfo &op, const CorpusFile &f, const LibOps *lib)
+{
+    return std::string(op.name) + "/" + f.name + "/" + lib->name;
+}
+
+void register_all()
+{
+    for (const OpInfo &op : ops)
+        for (const CorpusFile &f : corpus)
+            for (const LibOps *lib : libs) {
+                auto *b = benchmark::RegisterBenchmark(bench_name(op, f, lib).c_str(), run, op.op,
+                                                       lib, &f);
+                b->Unit(op.op == Op::Lookup ? benchmark::kNanosecond : benchmark::kMillisecond);
+            }
+}
+
+// ---- Results --------------------------------------------------------------
+
+// Passes the median and the coefficient of variation to the console (every
+// repetition when there are no aggregates) and keeps the CPU time per
+// iteration of every repetition.
+class CollectingReporter : public benchmark::ConsoleReporter {
+public:
+    explicit CollectingReporter(OutputOptions options) : ConsoleReporter(options) {}
+
+    std::map<std::string, std::vector<double>> cpu_seconds;
+    std::map<std::string, std::string> errors;
+
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        std::vector<Run> shown;
+        bool has_aggregates = false;
+        for (const Run &r : runs) {
+            if (r.run_type == Run::RT_Aggregate) {
+                has_aggregates = true;
+                if (r.aggregate_name == "median" || r.aggregate_name == "cv") shown.push_back(r);
+                continue;
+            }
+            const std::string &name = r.run_name.function_name;
+            if (r.error_occurred) errors[name] = r.error_message;
+            else if (r.iterations > 0)
+                cpu_seconds[name].push_back(r.cpu_accumulated_time /
+                                            static_cast<double>(r.iterations));
+        }
+        ConsoleReporter::ReportRuns(has_aggregates ? shown : runs);
+    }
+
+    // Median per-iteration CPU time, or a negative value when not measured.
+    double median(const std::string &name) const
+    {
+        auto it = cpu_seconds.find(name);
+        if (it == cpu_seconds.end() || it->second.empty()) return -1;
+        std::vector<double> v = it->second;
+        std::sort(v.begin(), v.end());
+        std::size_t n = v.size();
+        return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+    }
+};
+
+std::string fmt(const char *format, ...) __attribute__((format(printf, 1, 2)));
+std::string fmt(const char *format, ...)
+{
+    char buf[128];
+    va_list ap;
+    va_start(ap, format);
+    std::vsnprintf(buf, sizeof buf, format, ap);
+    va_end(ap);
+    return buf;
+}
+
+std::string human(double v, const char *unit)
+{
+    if (v >= 1e6) return fmt("%.1f M%s", v / 1e6, unit);
+    if (v >= 1e3) return fmt("%.1f k%s", v / 1e3, unit);
+    return fmt("%.0f %s", v, unit);
+}
+
+std::string ratio(double value, double jansson)
+{
+    return jansson > 0 && value >= 0 ? fmt(" (%.2f)", value / jansson) : " (n/a)";
+}
+
+void print_row(const std::string &file, const std::string &what,
+               const std::vector<std::string> &cells)
+{
+    std::printf("| %-8s | %-30s |", file.c_str(), what.c_str());
+    for (const std::string &c : cells) std::printf(" %-20s |", c.c_str());
+    std::printf("\n");
+}
+
+int print_table(const CollectingReporter &rep, int repetitions)
+{
+    const LibOps *jansson = &bench::jansson_ops;
+    int failures = 0;
+    std::printf("\n## kel-bench results\n\n");
+    std::printf("Corpus: %s. Median of %d repetition(s), CPU time, repetitions interleaved.\n"
+                "Each cell: MB/s (or ns, or size) and, in parentheses, the ratio to jansson's "
+                "figure:\n  time / jansson's time for the speed rows, size / jansson's size for "
+                "the memory rows.\n  Lower ratios are better; 1.00 is jansson.\n\n",
+                corpus_dir().c_str(), repetitions);
+    std::vector<std::string> head;
+    for (const LibOps *lib : libs) head.push_back(lib->name);
+    print_row("file", "operation", head);
+    std::printf("|----------|--------------------------------|");
+    for (std::size_t i = 0; i < libs.size(); i++) std::printf("----------------------|");
+    std::printf("\n");
+
+    for (const CorpusFile &f : corpus) {
+        for (const OpInfo &op : ops) {
+            double base = rep.median(bench_name(op, f, jansson));
+            std::vector<std::string> cells;
+            for (const LibOps *lib : libs) {
+                std::string name = bench_name(op, f, lib);
+                double t = rep.median(name);
+                if (rep.errors.count(name)) {
+                    cells.push_back("FAILED");
+                    failures++;
+                } else if (t < 0) {
+                    cells.push_back("-");
+                } else if (op.op == Op::Lookup) {
+                    cells.push_back(fmt("%.0f ns", t * 1e9) + ratio(t, base));
+                } else {
+                    double mb = static_cast<double>(bytes_per_iteration(op.op, lib, f)) / 1e6;
+                    cells.push_back(fmt("%.1f MB/s", mb / t) + ratio(t, base));
+                }
+            }
+            print_row(f.name, op.label, cells);
+        }
+        const HeapFigures *jh = heap.count({f.name, jansson->name}) ? &heap[{f.name, jansson->name}]
+                                                                     : nullptr;
+        std::vector<std::string> bytes, blocks;
+        for (const LibOps *lib : libs) {
+            auto it = heap.find({f.name, lib->name});
+            if (it == heap.end()) {
+                bytes.push_back("-");
+                blocks.push_back("-");
+                continue;
+            }
+            const HeapFigures &h = it->second;
+            bytes.push_back(human(static_cast<double>(h.bytes), "B") +
+                            ratio(static_cast<double>(h.bytes),
+                                  jh ? static_cast<double>(jh->bytes) : -1));
+            blocks.push_back(human(static_cast<double>(h.blocks), "") +
+                             ratio(static_cast<double>(h.blocks),
+                                   jh ? static_cast<double>(jh->blocks) : -1));
+        }
+        print_row(f.name, "DOM heap bytes", bytes);
+        print_row(f.name, "DOM heap blocks", blocks);
+    }
+
+    std::printf("\nOutput sizes (bytes; the dump rows are MB/s of each library's own output):\n");
+    for (const CorpusFile &f : corpus) {
+        std::printf("  %-8s input %zu;", f.name, f.text.size());
+        for (const LibOps *lib : libs) {
+            const Prepared &p = prepared[{lib, &f}];
+            std::printf(" %s compact %zu pretty %zu;", lib->name, p.compact_size, p.pretty_size);
+        }
+        std::printf("\n");
+    }
+    bool leak = false;
+    for (auto &[key, h] : heap)
+        if (h.leftover > 0) {
+            if (!leak) std::printf("\nHeap not returned after releasing a parsed DOM:\n");
+            leak = true;
+            std::printf("  %s %s: %" PRId64 " bytes\n", key.first.c_str(), key.second.c_str(),
+                        h.leftover);
+        }
+    std::printf("\nNotes:\n");
+    for (const LibOps *lib : libs) std::printf("  %-9s %s\n", lib->name, lib->notes);
+    return failures;
+}
+
+// Defaults that suit a shared two-core machine: several interleaved
+// repetitions, short runs. Flags given on the command line come later in the
+// argument list and therefore win.
+const char *const default_flags[] = {
+    "--benchmark_repetitions=5",
+    "--benchmark_enable_random_interleaving=true",
+    "--benchmark_min_time=0.1",
+};
+
+int repetitions_of(const std::vector<char *> &args)
+{
+    int reps = 1;
+    for (char *a : args)
+        if (std::strncmp(a, "--benchmark_repetitions=", 24) == 0) reps = std::atoi(a + 24);
+    return reps;
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    bool child = false;
+    std::string libs_spec;
+    std::vector<char *> args = {argv[0]};
+    for (const char *flag : default_flags) args.push_back(const_cast<char *>(flag));
+    for (int i = 1; i < argc; i++) {
+        if (std::strcmp(argv[i], "--memory-child") == 0) child = true;
+        else if (std::strncmp(argv[i], "--libs=", 7) == 0) libs_spec = argv[i] + 7;
+        else args.push_back(argv[i]);
+    }
+    if (!select_libs(libs_spec) || !load_corpus()) return 1;
+    for (const LibOps *lib : libs)
+        if (lib == &bench::kel_ops && !libkel_complete()) return 1;
+    if (child) return memory_child();
+
+    int repetitions = repetitions_of(args);
+    int bench_argc = static_cast<int>(args.size());
+    benchmark::Initialize(&bench_argc, args.data());
+    if (benchmark::ReportUnrecognizedArguments(bench_argc, args.data())) return 1;
+
+    std::printf("kel-bench: checking every library on every corpus file...\n");
+    if (!prepare_all()) return 1;
+    std::string spec;
+    for (const LibOps *lib : libs) spec += (spec.empty() ? "" : ",") + std::string(lib->name);
+    bool heap_ok = measure_heap(spec.c_str());
+    if (!heap_ok) std::fprintf(stderr, "kel-bench: the heap measurement failed\n");
+
+    register_all();
+    CollectingReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_Defaults
+                                                      : benchmark::ConsoleReporter::OO_None);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    int failures = print_table(reporter, repetitions);
+    release_all();
+    return failures || !heap_ok ? 1 : 0;
+}

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Callgrind profiles of libkel's parser and serializer on the corpus.
+#   bench/profile.sh BUILD_DIR [TOP]
+# BUILD_DIR holds kel-profile-driver (the bench/ CMake project, Release).
+# Writes BUILD_DIR/profile/<file>-<mode>.{out,txt} and prints the TOP
+# functions by exclusive instruction count (Ir) of each.
+set -euo pipefail
+
+build=${1:?usage: profile.sh BUILD_DIR [TOP]}
+top=${2:-15}
+here=$(cd "$(dirname "$0")" && pwd)
+corpus=${KEL_BENCH_CORPUS:-$here/../../shared/corpus}
+driver=$build/kel-profile-driver
+out=$build/profile
+
+for tool in valgrind callgrind_annotate; do
+  command -v "$tool" >/dev/null || { echo "profile.sh: $tool is not installed" >&2; exit 1; }
+done
+[ -x "$driver" ] || { echo "profile.sh: $driver is not built" >&2; exit 1; }
+mkdir -p "$out"
+
+for file in canada citm_catalog twitter; do
+  input=$corpus/$file.json
+  [ -r "$input" ] || { echo "profile.sh: corpus file $input is missing (set KEL_BENCH_CORPUS)" >&2; exit 1; }
+  for mode in parse dump dump_pretty; do
+    fn=profile_parse
+    [ "$mode" = parse ] || fn=profile_dump
+    base=$out/$file-$mode
+    valgrind --tool=callgrind --callgrind-out-file="$base.out" --toggle-collect="$fn" \
+      "$driver" "$mode" "$input" 1 2>"$base.log"
+    callgrind_annotate --inclusive=no --threshold=100 "$base.out" >"$base.txt"
+    total=$(grep -m1 'PROGRAM TOTALS' "$base.txt" | awk '{print $1}')
+    echo "== $file.json $mode: $total instructions (Ir), top $top functions by own Ir"
+    # The function lines follow the header that names the columns.
+    # Source paths are cut to their file name.
+    awk -v top="$top" '/file:function/ {on=1; next}
+                       on && NF && !/^-+$/ && n < top {n++; print}' "$base.txt" |
+      sed -E 's#^([ 0-9,]+\([ 0-9.%]+\)  )[^:]*/#\1#'
+    echo
+  done
+done
+echo "Full listings: $out/*.txt (callgrind_annotate); raw data: $out/*.out"

@@ -1,0 +1,370 @@
+// Serialisation of JSON values to a GString or a FILE stream.
+//
+// The dump is a set of visitor callbacks sharing one KelJsonDumper. Both
+// sinks run the same callbacks; the string sink additionally takes fast paths
+// for text whose printf rendering is trivial (literal punctuation, integers,
+// indentation), appending it straight to the GString. Those paths produce the
+// same bytes as the formats named beside them; text that is genuinely
+// formatted ("%f" doubles, unusual indentation) still goes through `print`.
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "kel_internal.h"
+
+namespace {
+
+constexpr int kOk = KEL_JSON_VISIT_CONTINUE;
+constexpr int kFail = KEL_JSON_VISIT_ABORT;
+
+// Indentation up to this many blanks is appended directly by the string
+// sink; anything else (negative or absurdly wide) is left to printf's "%*s".
+constexpr gint32 kMaxFastIndent = 1 << 20;
+
+// Appends to a GString, copying in place while the allocation has room. The
+// dump appends many tiny pieces; GLib's out-of-line append costs more than
+// the copy itself for those.
+inline void append(GString *s, const char *text, std::size_t n) noexcept
+{
+    if (G_LIKELY(s->len + n < s->allocated_len)) {
+        std::memcpy(s->str + s->len, text, n);
+        s->len += n;
+        s->str[s->len] = '\0';
+    } else {
+        g_string_append_len(s, text, static_cast<gssize>(n));
+    }
+}
+
+// ---- Sinks ------------------------------------------------------------------
+
+int string_print(void *out, const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    g_string_append_vprintf(static_cast<GString *>(out), fmt, args);
+    va_end(args);
+    return kOk;
+}
+
+int string_write_str(void *out, const char *str)
+{
+    auto *s = static_cast<GString *>(out);
+    g_string_append_c(s, '"');
+    const int r = kel_json_escape_str_ext(str, s);
+    // The closing quote is written even when escaping failed: the dump is
+    // failing anyway and the caller keeps what was appended.
+    g_string_append_c(s, '"');
+    return r < 0 ? kFail : kOk;
+}
+
+int file_print(void *out, const char *fmt, ...)
+{
+    auto *sink = static_cast<KelJsonFileSink *>(out);
+    va_list args;
+    va_start(args, fmt);
+    const int n = std::vfprintf(sink->file, fmt, args);
+    va_end(args);
+    return n < 0 ? kFail : kOk;
+}
+
+int file_write_str(void *out, const char *str)
+{
+    auto *sink = static_cast<KelJsonFileSink *>(out);
+    g_string_truncate(sink->scratch, 0);
+    if (kel_json_escape_str_ext(str, sink->scratch) < 0)
+        return kFail;
+    return std::fprintf(sink->file, "\"%s\"", sink->scratch->str) < 0 ? kFail : kOk;
+}
+
+// ---- Dump state ---------------------------------------------------------------
+
+// The dumper of one call plus the caller's GString when the sink is the
+// string sink (NULL for the file sink), which enables the direct appends.
+struct DumpState {
+    KelJsonDumper d;
+    GString *direct;
+
+    bool pretty() const noexcept { return (d.flags & KEL_JSON_DUMP_PRETTY) != 0; }
+
+    // Pretty mode widens the indentation by one step per open container.
+    // Unsigned arithmetic: an extreme initial indentation wraps instead of
+    // overflowing.
+    void indent_in() noexcept { d.indent = static_cast<gint32>(static_cast<guint32>(d.indent) + 2u); }
+    void indent_out() noexcept { d.indent = static_cast<gint32>(static_cast<guint32>(d.indent) - 2u); }
+
+    // Literal text without conversions; for the file sink it is the format.
+    int lit(std::string_view text) noexcept
+    {
+        if (direct) {
+            append(direct, text.data(), text.size());
+            return kOk;
+        }
+        return d.print(d.out, text.data());
+    }
+
+    // An already formatted piece of text (digits and the like), as "%s".
+    int text(const char *s, std::size_t len) noexcept
+    {
+        if (direct) {
+            append(direct, s, len);
+            return kOk;
+        }
+        return d.print(d.out, "%s", s);
+    }
+
+    // "\n%*s" with the current indentation, followed by `close` when given
+    // (the closing brackets are printed as "\n%*s}" and "\n%*s]").
+    int newline_indent(char close = '\0') noexcept
+    {
+        const gint32 n = d.indent;
+        if (direct && n >= 0 && n <= kMaxFastIndent) {
+            const gsize at = direct->len;
+            const gsize extra = 1 + static_cast<gsize>(n) + (close ? 1 : 0);
+            g_string_set_size(direct, at + extra);
+            direct->str[at] = '\n';
+            std::memset(direct->str + at + 1, ' ', static_cast<std::size_t>(n));
+            if (close)
+                direct->str[at + 1 + n] = close;
+            return kOk;
+        }
+        if (close == '}')
+            return d.print(d.out, "\n%*s}", n, "");
+        if (close == ']')
+            return d.print(d.out, "\n%*s]", n, "");
+        return d.print(d.out, "\n%*s", n, "");
+    }
+
+    int close(char bracket) noexcept
+    {
+        if (!pretty())
+            return bracket == '}' ? lit("}") : lit("]");
+        indent_out();
+        return newline_indent(bracket);
+    }
+
+    int str(const char *s) noexcept { return d.write_str(d.out, s); }
+};
+
+DumpState *state(gpointer data) { return static_cast<DumpState *>(data); }
+
+// ---- Scalars --------------------------------------------------------------------
+
+int dump_null(KelJson *, gpointer data) { return state(data)->lit("null"); }
+
+int dump_bool(KelJson *, gboolean b, gpointer data)
+{
+    return state(data)->lit(b ? "true" : "false");
+}
+
+template <typename T>
+int dump_integer(DumpState *st, T v, const char *fmt)
+{
+    if (st->direct) {
+        char buf[24];
+        const auto res = std::to_chars(buf, buf + sizeof buf, v);
+        return st->text(buf, static_cast<std::size_t>(res.ptr - buf));
+    }
+    return st->d.print(st->d.out, fmt, v);
+}
+
+int dump_i64(KelJson *, gint64 v, gpointer data)
+{
+    return dump_integer(state(data), static_cast<long>(v), "%ld");
+}
+
+int dump_u64(KelJson *, guint64 v, gpointer data)
+{
+    return dump_integer(state(data), static_cast<unsigned long>(v), "%lu");
+}
+
+int dump_u128(KelJson *, KelUint128 v, gpointer data)
+{
+    DumpState *st = state(data);
+    char buf[40];  // 39 digits of 2^128 - 1 and the NUL
+    const gint32 n = kel_uint128_to_str(v, 10, buf, sizeof buf);
+    if (n < 0)
+        return kFail;
+    if (st->d.flags & KEL_JSON_DUMP_U128_STR) {
+        if (!st->direct)
+            return st->d.print(st->d.out, "\"%s\"", buf);
+        g_string_append_c(st->direct, '"');
+        append(st->direct, buf, static_cast<std::size_t>(n - 1));
+        g_string_append_c(st->direct, '"');
+        return kOk;
+    }
+    return st->text(buf, static_cast<std::size_t>(n - 1));
+}
+
+// Shortest text that reads back to the same double. It must also read back
+// as a double rather than an integer, so an integral value written without
+// exponent gets ".0"; an exponent form ("1e+300") is a real already.
+// to_chars ignores the locale, so the separator is always '.'.
+int dump_double_roundtrip(DumpState *st, double v)
+{
+    if (!std::isfinite(v))
+        return kFail;  // JSON has no spelling for NaN or infinities
+    char buf[40];
+    char *end = std::to_chars(buf, buf + sizeof buf - 3, v).ptr;
+    if (std::memchr(buf, '.', end - buf) == nullptr && std::memchr(buf, 'e', end - buf) == nullptr) {
+        *end++ = '.';
+        *end++ = '0';
+    }
+    *end = '\0';
+    return st->text(buf, static_cast<std::size_t>(end - buf));
+}
+
+int dump_double(KelJson *, double v, gpointer data)
+{
+    DumpState *st = state(data);
+    if (st->d.flags & KEL_JSON_DUMP_REAL_ROUNDTRIP)
+        return dump_double_roundtrip(st, v);
+    // printf's own fixed notation, locale separator included.
+    return st->d.print(st->d.out, "%f", v);
+}
+
+int dump_str(KelJson *, const char *s, gpointer data) { return state(data)->str(s); }
+
+// A reference is written back as the object {"$ref": uri}. Its closing brace
+// is written even after a failed step, so the text stays balanced there.
+int dump_jref(KelJson *, const char *uri, gpointer data)
+{
+    DumpState *st = state(data);
+    const bool pretty = st->pretty();
+    if (pretty)
+        st->indent_in();
+    int r = st->lit("{");
+    if (r == kOk && pretty)
+        r = st->newline_indent();
+    if (r == kOk)
+        r = st->str("$ref");
+    if (r == kOk)
+        r = st->lit(":");
+    if (r == kOk && pretty)
+        r = st->lit(" ");
+    if (r == kOk)
+        r = st->str(uri);
+    const int c = st->close('}');
+    return r != kOk ? r : c;
+}
+
+// ---- Containers ---------------------------------------------------------------
+
+int open_container(DumpState *st, std::string_view bracket)
+{
+    if (st->pretty())
+        st->indent_in();
+    return st->lit(bracket);
+}
+
+int dump_obj_begin(KelJson *, gpointer data) { return open_container(state(data), "{"); }
+int dump_array_begin(KelJson *, gpointer data) { return open_container(state(data), "["); }
+int dump_obj_end(KelJson *, gpointer data) { return state(data)->close('}'); }
+int dump_array_end(KelJson *, gpointer data) { return state(data)->close(']'); }
+
+int dump_obj_member(KelJson *, const char *key, KelJson *, gboolean first, gpointer data)
+{
+    DumpState *st = state(data);
+    int r = kOk;
+    if (!first)
+        r = st->lit(",");
+    if (r == kOk && st->pretty())
+        r = st->newline_indent();
+    if (r == kOk)
+        r = st->str(key);
+    if (r == kOk)
+        r = st->lit(":");
+    if (r == kOk && st->pretty())
+        r = st->lit(" ");
+    return r;
+}
+
+int dump_array_elem(KelJson *, int index, KelJson *, gpointer data)
+{
+    DumpState *st = state(data);
+    int r = kOk;
+    if (index > 0)
+        r = st->lit(",");
+    if (r == kOk && st->pretty())
+        r = st->newline_indent();
+    return r;
+}
+
+// kel_json_alpha_keys in the shape of the visitor's obj_keys slot.
+KelStrArray *sorted_keys(KelJson *obj, gpointer) { return kel_json_alpha_keys(obj); }
+
+constexpr KelJsonVisitor make_dump_visitor(bool sorted)
+{
+    KelJsonVisitor v{};
+    v.on_str = dump_str;
+    v.on_i64 = dump_i64;
+    v.on_u64 = dump_u64;
+    v.on_u128 = dump_u128;
+    v.on_double = dump_double;
+    v.on_jref = dump_jref;
+    v.on_bool = dump_bool;
+    v.on_null = dump_null;
+    v.obj_begin = dump_obj_begin;
+    v.obj_end = dump_obj_end;
+    v.obj_member = dump_obj_member;
+    v.obj_keys = sorted ? sorted_keys : nullptr;
+    v.array_begin = dump_array_begin;
+    v.array_end = dump_array_end;
+    v.array_elem = dump_array_elem;
+    return v;
+}
+
+constexpr KelJsonVisitor kDumpVisitor = make_dump_visitor(false);
+constexpr KelJsonVisitor kSortedDumpVisitor = make_dump_visitor(true);
+
+gboolean run_dump(KelJson *root, DumpState &st)
+{
+    const KelJsonVisitor *v = (st.d.flags & KEL_JSON_DUMP_SORTED) ? &kSortedDumpVisitor : &kDumpVisitor;
+    return kel_json_visit(root, v, &st);
+}
+
+gboolean dump_to_string(KelJson *root, GString *out, guint32 flags, gint32 indent)
+{
+    DumpState st{{flags, indent, string_print, string_write_str, out}, out};
+    return run_dump(root, st);
+}
+
+}  // namespace
+
+extern "C" {
+
+gboolean kel_json_sdump_ext(KelJson *root, GString *out, guint32 flags, gint32 indent)
+{
+    KEL_RETURN_VAL_IF_FAIL(root, FALSE);
+    KEL_RETURN_VAL_IF_FAIL(out, FALSE);
+    return dump_to_string(root, out, flags, indent);
+}
+
+gboolean kel_json_sdump(KelJson *root, char **out, guint32 flags)
+{
+    KEL_RETURN_VAL_IF_FAIL(root, FALSE);
+    KEL_RETURN_VAL_IF_FAIL(out, FALSE);
+    GString *s = g_string_new(nullptr);
+    if (!dump_to_string(root, s, flags, 0)) {
+        g_string_free(s, TRUE);
+        *out = nullptr;
+        return FALSE;
+    }
+    *out = g_string_free(s, FALSE);
+    return TRUE;
+}
+
+gboolean kel_json_fdump(KelJson *root, FILE *out, guint32 flags, gint32 indent)
+{
+    KEL_RETURN_VAL_IF_FAIL(root, FALSE);
+    KEL_RETURN_VAL_IF_FAIL(out, FALSE);
+    KelJsonFileSink sink{out, g_string_new(nullptr)};
+    DumpState st{{flags, indent, file_print, file_write_str, &sink}, nullptr};
+    const gboolean ok = run_dump(root, st);
+    g_string_free(sink.scratch, TRUE);
+    return ok;
+}
+
+}  // extern "C"

@@ -1,0 +1,606 @@
+// Structural containment (subset and deep equality), array search, and the
+// recursive union of two objects or two arrays.
+//
+// Both walks keep their pending levels in an explicit heap stack instead of
+// the call stack, so documents nested far deeper than the parser accepts
+// (chains built through the API, a million levels and more) are compared and
+// merged without a depth limit and without running out of stack.
+#include <cstring>
+#include <vector>
+
+#include "kel_internal.h"
+
+namespace {
+
+constexpr const char *kThisFile = "src/json/kel_json_union.cpp";
+
+bool is_container(const KelJson *json) noexcept
+{
+    return json->type == KEL_JSON_OBJECT || json->type == KEL_JSON_ARRAY;
+}
+
+int length_of(const KelJson *array) noexcept
+{
+    return static_cast<int>(array->array->len);
+}
+
+KelJson *element(const KelJson *array, int index) noexcept
+{
+    return static_cast<KelJson *>(g_ptr_array_index(array->array, index));
+}
+
+// Member lookup without following references and without error reporting.
+KelJson *member(const KelJson *object, const char *key) noexcept
+{
+    return static_cast<KelJson *>(g_hash_table_lookup(object->obj, key));
+}
+
+// ---- Subset ---------------------------------------------------------------
+
+enum class Verdict { kFalse, kTrue, kPending };
+
+Verdict verdict_of(bool value) noexcept
+{
+    return value ? Verdict::kTrue : Verdict::kFalse;
+}
+
+// The comparison of two containers in progress. `pending` becomes the
+// verdict as soon as one is known.
+struct SubsetFrame {
+    enum Kind { kObject, kSequence, kRun };
+    KelJson *a;
+    KelJson *b;
+    Kind kind;
+    Verdict pending;
+    KelJsonObjIter iter;  // objects: members of a still to compare
+    int na, nb;           // arrays: lengths
+    int i;                // arrays: next element of a to match
+    int k;                // subsequence: next element of b to scan; run: offset in b
+};
+
+class SubsetWalk {
+public:
+    explicit SubsetWalk(guint flags) noexcept : flags_(flags) {}
+    bool run(KelJson *a, KelJson *b);
+
+private:
+    bool flag(guint bits) const noexcept { return (flags_ & bits) == bits; }
+    Verdict open(KelJson *a, KelJson *b);
+    Verdict open_array(KelJson *a, KelJson *b);
+    Verdict next_pair(SubsetFrame &frame, KelJson **x, KelJson **y) const noexcept;
+    void advance(SubsetFrame &frame, bool matched) const noexcept;
+
+    guint flags_;
+    std::vector<SubsetFrame> stack_;
+};
+
+// Decides a comparison that needs no walk, or pushes a frame for it.
+Verdict SubsetWalk::open(KelJson *a, KelJson *b)
+{
+    if (a == b)
+        return Verdict::kTrue;
+    if (a == nullptr || b == nullptr)
+        return Verdict::kFalse;
+
+    switch (a->type) {
+    case KEL_JSON_STRING:
+        return verdict_of(b->type == KEL_JSON_STRING && std::strcmp(a->str, b->str) == 0);
+    case KEL_JSON_JREF:
+        return verdict_of(b->type == KEL_JSON_JREF && std::strcmp(a->uri, b->uri) == 0);
+    // Numbers: the kind of `a` decides, and `b` counts only when its value
+    // converts to that kind exactly.
+    case KEL_JSON_INT64:
+        return verdict_of(kel_json_is_i64_ext(b, TRUE) && kel_json_i64_get(b) == a->i64);
+    case KEL_JSON_UINT64:
+        return verdict_of(kel_json_is_u64_ext(b, TRUE) && kel_json_u64_get(b) == a->u64);
+    case KEL_JSON_UINT128: {
+        if (!kel_json_is_u128_ext(b, TRUE))
+            return Verdict::kFalse;
+        const KelUint128 v = kel_json_u128_get(b);
+        return verdict_of(v.lo == a->u128.lo && v.hi == a->u128.hi);
+    }
+    case KEL_JSON_DOUBLE:
+        return verdict_of(kel_json_is_double_ext(b, TRUE) && kel_json_double_get(b) == a->d);
+    case KEL_JSON_OBJECT: {
+        if (b->type != KEL_JSON_OBJECT)
+            return Verdict::kFalse;
+        const guint na = g_hash_table_size(a->obj);
+        const guint nb = g_hash_table_size(b->obj);
+        if (flag(KEL_JSON_SUBSET_OBJ_SIZE) ? na != nb : na > nb)
+            return Verdict::kFalse;
+        if (na == 0)
+            return Verdict::kTrue;
+        SubsetFrame frame{a, b, SubsetFrame::kObject, Verdict::kPending, {}, 0, 0, 0, 0};
+        kel_json_obj_iter_init(&frame.iter, a);
+        stack_.push_back(frame);
+        return Verdict::kPending;
+    }
+    case KEL_JSON_ARRAY:
+        return open_array(a, b);
+    default:
+        // null, true, false and any unknown kind: the kinds alone decide.
+        return verdict_of(a->type == b->type);
+    }
+}
+
+Verdict SubsetWalk::open_array(KelJson *a, KelJson *b)
+{
+    if (b->type != KEL_JSON_ARRAY)
+        return Verdict::kFalse;
+    const int na = length_of(a);
+    const int nb = length_of(b);
+    SubsetFrame frame{a, b, SubsetFrame::kSequence, Verdict::kPending, {}, na, nb, 0, 0};
+    if (flag(KEL_JSON_SUBSET_ARRAY_RUN)) {
+        const guint all = KEL_JSON_SUBSET_ARRAY_RUN | KEL_JSON_SUBSET_ARRAY_PREFIX |
+                          KEL_JSON_SUBSET_ARRAY_LENGTH;
+        if (flag(all) && na != nb)
+            return Verdict::kFalse;
+        if (na > nb)
+            return Verdict::kFalse;
+        frame.kind = SubsetFrame::kRun;
+    }
+    if (na == 0)
+        return Verdict::kTrue;
+    stack_.push_back(frame);
+    return Verdict::kPending;
+}
+
+// The next pair of members to compare, or the frame's verdict.
+Verdict SubsetWalk::next_pair(SubsetFrame &frame, KelJson **x, KelJson **y) const noexcept
+{
+    if (frame.pending != Verdict::kPending)
+        return frame.pending;
+    switch (frame.kind) {
+    case SubsetFrame::kObject: {
+        const char *key = nullptr;
+        if (!kel_json_obj_iter_next(&frame.iter, &key, x))
+            return Verdict::kTrue;
+        *y = member(frame.b, key);  // a missing member compares with null: false
+        return Verdict::kPending;
+    }
+    case SubsetFrame::kSequence:
+        if (frame.i == frame.na)
+            return Verdict::kTrue;
+        // Too few elements of b left for those of a still to match.
+        if (frame.nb - frame.k < frame.na - frame.i)
+            return Verdict::kFalse;
+        *x = element(frame.a, frame.i);
+        *y = element(frame.b, frame.k);
+        return Verdict::kPending;
+    case SubsetFrame::kRun:
+        if (frame.i == frame.na)
+            return Verdict::kTrue;
+        *x = element(frame.a, frame.i);
+        *y = element(frame.b, frame.k + frame.i);
+        return Verdict::kPending;
+    }
+    return Verdict::kFalse;
+}
+
+// Takes in the outcome of the comparison that next_pair asked for.
+void SubsetWalk::advance(SubsetFrame &frame, bool matched) const noexcept
+{
+    switch (frame.kind) {
+    case SubsetFrame::kObject:
+        if (!matched)
+            frame.pending = Verdict::kFalse;
+        break;
+    case SubsetFrame::kSequence:
+        // Greedy: the element of a takes the first fitting element of b.
+        if (matched)
+            frame.i++;
+        frame.k++;
+        break;
+    case SubsetFrame::kRun:
+        if (matched) {
+            frame.i++;
+        } else if (flag(KEL_JSON_SUBSET_ARRAY_RUN | KEL_JSON_SUBSET_ARRAY_PREFIX)) {
+            frame.pending = Verdict::kFalse;  // only the run at offset 0 counts
+        } else {
+            frame.k++;
+            frame.i = 0;
+            if (frame.na > frame.nb - frame.k)
+                frame.pending = Verdict::kFalse;
+        }
+        break;
+    }
+}
+
+bool SubsetWalk::run(KelJson *a, KelJson *b)
+{
+    Verdict verdict = open(a, b);
+    while (verdict == Verdict::kPending || !stack_.empty()) {
+        if (verdict != Verdict::kPending) {
+            // A comparison finished: its outcome feeds the level above.
+            advance(stack_.back(), verdict == Verdict::kTrue);
+        }
+        KelJson *x = nullptr;
+        KelJson *y = nullptr;
+        verdict = next_pair(stack_.back(), &x, &y);
+        if (verdict != Verdict::kPending) {
+            stack_.pop_back();
+            if (stack_.empty())
+                return verdict == Verdict::kTrue;
+            continue;
+        }
+        verdict = open(x, y);
+    }
+    return verdict == Verdict::kTrue;
+}
+
+// ---- Union ----------------------------------------------------------------
+
+// Keeps a right operand alive while a level works on it. An in-place union
+// whose right operand lies inside the left one may replace an ancestor of the
+// right operand (or the operand itself) under a conflicting key; the hold
+// lets the walk finish on valid memory, and a value that nobody owns any
+// more at the end is then released.
+class Hold {
+public:
+    explicit Hold(KelJson *json) noexcept
+        : json_(json), owned_(json->parent != nullptr || json->refcount > 0)
+    {
+        json_->refcount++;
+    }
+    void release() noexcept
+    {
+        json_->refcount--;
+        if (owned_ && json_->parent == nullptr && json_->refcount <= 0)
+            kel_json_delete(json_);
+    }
+
+private:
+    KelJson *json_;
+    bool owned_;
+};
+
+// One level of the union: two objects or two arrays being merged into
+// `result`, which is `left` itself in place and otherwise a new container.
+struct UnionFrame {
+    KelJson *left;
+    KelJson *right;
+    KelJson *result;
+    bool fresh;              // result is a new container owned by this level
+    Hold hold;
+    KelStrArray *lkeys;      // objects: sorted member names
+    KelStrArray *rkeys;
+    guint li, ri;            // objects: positions in the name lists
+    int i, j;                // arrays: positions in left and right
+    int k;                   // arrays in place: left's length at the start
+    int nr;                  // arrays: right's length at the start
+    KelJson *child_left;     // the pair of members a nested level merges
+    KelJson *child_right;
+    const char *child_name;  // objects: their name
+};
+
+enum class Step { kDone, kFailed, kChild };
+
+class UnionWalk {
+public:
+    UnionWalk(guint flags, KelError **error) noexcept : flags_(flags), error_(error) {}
+    KelJson *run(KelJson *left, KelJson *right);
+
+private:
+    bool flag(guint bits) const noexcept { return (flags_ & bits) == bits; }
+    bool in_place() const noexcept { return flag(KEL_JSON_UNION_IN_PLACE); }
+    bool open(KelJson *left, KelJson *right);
+    void close(UnionFrame &frame, bool failed) noexcept;
+    Step step(UnionFrame &frame);
+    Step step_object(UnionFrame &frame);
+    Step step_array(UnionFrame &frame);
+    void adopt(UnionFrame &frame, KelJson *merged) noexcept;
+    void put_copy(UnionFrame &frame, const char *name, KelJson *source) noexcept;
+    void push_copy(UnionFrame &frame, KelJson *source) noexcept;
+    void fail_unequal_members(KelJson *l, KelJson *r, const char *name) noexcept;
+    void fail_unequal_elements(const UnionFrame &frame, KelJson *l, KelJson *r) noexcept;
+
+    guint flags_;
+    KelError **error_;
+    std::vector<UnionFrame> stack_;
+};
+
+// The JSON pointer of a value, or `fallback` when none can be made.
+char *path_or(const KelJson *json, const char *fallback) noexcept
+{
+    char *path = nullptr;
+    if (kel_json_ptr(json, &path) < 0 || path == nullptr)
+        return g_strdup(fallback);
+    return path;
+}
+
+// The checks every (nested) union makes before merging; pushes the level.
+bool UnionWalk::open(KelJson *left, KelJson *right)
+{
+    for (KelJson *operand : {left, right}) {
+        if (!is_container(operand)) {
+            kel_set_error(error_, kel_json_error_domain(), KEL_JSON_TYPE_INVALID,
+                          "Cannot union primitive type %s", kel_json_type_string(operand, FALSE));
+            return false;
+        }
+    }
+    if (left->type != right->type) {
+        kel_set_error(error_, kel_json_error_domain(), KEL_JSON_TYPE_INVALID,
+                      "Cannot union %s with %s", kel_json_type_string(left, FALSE),
+                      kel_json_type_string(right, FALSE));
+        return false;
+    }
+
+    UnionFrame frame{left, right, left, false, Hold(right), nullptr, nullptr, 0, 0,
+                     0, 0, 0, 0, nullptr, nullptr, nullptr};
+    if (left->type == KEL_JSON_OBJECT) {
+        if (!in_place()) {
+            frame.result = kel_json_obj_new_base(FALSE);
+            frame.fresh = true;
+        }
+        // Both name lists are taken now: the walk never sees members it adds.
+        frame.lkeys = kel_json_alpha_keys(left);
+        frame.rkeys = kel_json_alpha_keys(right);
+    } else if (left->type == KEL_JSON_ARRAY) {
+        if (in_place()) {
+            frame.k = length_of(left);
+        } else {
+            frame.result = kel_json_array_new_base(0, FALSE);
+            frame.fresh = true;
+        }
+        // Right's length is taken now as well. Without that an in-place union
+        // of an array with itself would read the elements it appends and
+        // never end; with it, x with x in place under
+        // KEL_JSON_UNION_APPEND_PRIMITIVES doubles the array once.
+        frame.nr = length_of(right);
+    } else {
+        // Only objects and arrays pass the checks above.
+        kel::log_unreachable(kThisFile, __LINE__, "kel_json_union");
+        frame.hold.release();
+        return false;
+    }
+    stack_.push_back(frame);
+    return true;
+}
+
+void UnionWalk::close(UnionFrame &frame, bool failed) noexcept
+{
+    kel_str_array_free(frame.lkeys, TRUE);
+    kel_str_array_free(frame.rkeys, TRUE);
+    // After a failure a new result goes; an in-place one keeps its changes.
+    if (failed && frame.fresh)
+        kel_json_unref(frame.result);
+    frame.hold.release();
+}
+
+// Deep copy of `source` put under `name`. These are the steps given the
+// caller's error slot, and they are skipped while it holds an error.
+void UnionWalk::put_copy(UnionFrame &frame, const char *name, KelJson *source) noexcept
+{
+    if (kel::error_pending(error_))
+        return;
+    KelJson *copy = kel_json_copy(source);
+    if (!kel_json_obj_put_base(frame.result, name, copy, error_))
+        kel_json_unref(copy);
+}
+
+void UnionWalk::push_copy(UnionFrame &frame, KelJson *source) noexcept
+{
+    KelJson *copy = kel_json_copy(source);
+    if (!kel_json_array_push_base(frame.result, copy, nullptr))
+        kel_json_unref(copy);
+}
+
+void UnionWalk::fail_unequal_members(KelJson *l, KelJson *r, const char *name) noexcept
+{
+    char *lpath = path_or(l, name);
+    char *rpath = path_or(r, name);
+    kel_set_error(error_, kel_json_error_domain(), KEL_JSON_ARG_INVALID,
+                  "Cannot union values from %s and %s; primitives are not equal", lpath, rpath);
+    g_free(lpath);
+    g_free(rpath);
+}
+
+void UnionWalk::fail_unequal_elements(const UnionFrame &frame, KelJson *l, KelJson *r) noexcept
+{
+    char *lfallback = g_strdup_printf("[%d]", frame.i);
+    char *rfallback = g_strdup_printf("[%d]", frame.j);
+    char *lpath = path_or(l, lfallback);
+    char *rpath = path_or(r, rfallback);
+    kel_set_error(error_, kel_json_error_domain(), KEL_JSON_ARG_INVALID,
+                  "Cannot union differing array elements %s and %s", lpath, rpath);
+    g_free(lpath);
+    g_free(rpath);
+    g_free(lfallback);
+    g_free(rfallback);
+}
+
+// Objects: both sorted name lists are walked together.
+Step UnionWalk::step_object(UnionFrame &frame)
+{
+    const char *const *lnames = reinterpret_cast<const char *const *>(frame.lkeys->data);
+    const char *const *rnames = reinterpret_cast<const char *const *>(frame.rkeys->data);
+    for (;;) {
+        const char *ln = frame.li < frame.lkeys->len ? lnames[frame.li] : nullptr;
+        const char *rn = frame.ri < frame.rkeys->len ? rnames[frame.ri] : nullptr;
+        if (ln == nullptr && rn == nullptr)
+            return Step::kDone;
+        const int order = ln == nullptr ? 1 : rn == nullptr ? -1 : std::strcmp(ln, rn);
+        if (order > 0) {
+            put_copy(frame, rn, member(frame.right, rn));  // right only
+            frame.ri++;
+            continue;
+        }
+        if (order < 0) {
+            if (frame.fresh)
+                put_copy(frame, ln, member(frame.left, ln));  // left only
+            frame.li++;
+            continue;
+        }
+
+        frame.li++;
+        frame.ri++;
+        KelJson *l = member(frame.left, ln);
+        KelJson *r = member(frame.right, rn);
+        if (l == nullptr || r == nullptr)
+            continue;  // cannot happen in a tree; nothing to merge
+        if (is_container(l) && is_container(r)) {
+            frame.child_left = l;
+            frame.child_right = r;
+            frame.child_name = ln;  // owned by lkeys, alive as long as the frame
+            return Step::kChild;
+        }
+        if (kel_json_subset(l, r, KEL_JSON_SUBSET_EQUAL)) {
+            if (frame.fresh) {
+                KelJson *copy = kel_json_copy(l);
+                if (!kel_json_obj_put_base(frame.result, ln, copy, nullptr))
+                    kel_json_unref(copy);
+            }
+        } else if (!flag(KEL_JSON_UNION_RESOLVE)) {
+            fail_unequal_members(l, r, ln);
+            return Step::kFailed;
+        } else if (flag(KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT)) {
+            put_copy(frame, ln, r);
+        } else if (frame.fresh) {
+            put_copy(frame, ln, l);
+        }
+    }
+}
+
+// Arrays: both are walked position by position.
+Step UnionWalk::step_array(UnionFrame &frame)
+{
+    const bool append_primitives = flag(KEL_JSON_UNION_APPEND_PRIMITIVES);
+    const bool append_containers =
+        flag(KEL_JSON_UNION_APPEND_PRIMITIVES | KEL_JSON_UNION_APPEND_CONTAINERS);
+    for (;;) {
+        if (!frame.fresh && frame.i >= frame.k) {
+            // In place, past left's original elements: right's rest follows.
+            for (; frame.j < frame.nr; frame.j++)
+                push_copy(frame, element(frame.right, frame.j));
+            return Step::kDone;
+        }
+        KelJson *l = frame.i < length_of(frame.left) ? element(frame.left, frame.i) : nullptr;
+        KelJson *r = frame.j < frame.nr ? element(frame.right, frame.j) : nullptr;
+        if (l == nullptr && r == nullptr)
+            return Step::kDone;
+        if (l == nullptr) {
+            push_copy(frame, r);
+            frame.j++;
+            continue;
+        }
+        if (r == nullptr) {
+            if (frame.fresh)
+                push_copy(frame, l);
+            frame.i++;
+            continue;
+        }
+        if (l->type != r->type) {
+            kel_set_error(error_, kel_json_error_domain(), KEL_JSON_TYPE_INVALID,
+                          "Cannot union arrays containing different types (%s and %s)",
+                          kel_json_type_string(l, FALSE), kel_json_type_string(r, FALSE));
+            return Step::kFailed;
+        }
+        if (is_container(l) ? append_containers : append_primitives) {
+            if (frame.fresh)
+                push_copy(frame, l);
+            frame.i++;
+            continue;
+        }
+        if (is_container(l)) {
+            frame.child_left = l;
+            frame.child_right = r;
+            frame.child_name = nullptr;
+            return Step::kChild;
+        }
+        if (!kel_json_subset(l, r, KEL_JSON_SUBSET_EQUAL)) {
+            fail_unequal_elements(frame, l, r);
+            return Step::kFailed;
+        }
+        if (frame.fresh)
+            push_copy(frame, l);
+        frame.i++;
+        frame.j++;
+    }
+}
+
+Step UnionWalk::step(UnionFrame &frame)
+{
+    return frame.left->type == KEL_JSON_OBJECT ? step_object(frame) : step_array(frame);
+}
+
+// Takes the result of a nested union into the level above. In place the
+// nested result is the member itself, already where it belongs.
+void UnionWalk::adopt(UnionFrame &frame, KelJson *merged) noexcept
+{
+    if (merged != frame.child_left) {
+        const gboolean ok = frame.child_name != nullptr
+                                ? kel_json_obj_put_base(frame.result, frame.child_name, merged, nullptr)
+                                : kel_json_array_push_base(frame.result, merged, nullptr);
+        if (!ok)
+            kel_json_unref(merged);
+    }
+    if (frame.left->type == KEL_JSON_ARRAY) {
+        frame.i++;
+        frame.j++;
+    }
+}
+
+KelJson *UnionWalk::run(KelJson *left, KelJson *right)
+{
+    if (!open(left, right))
+        return nullptr;
+    for (;;) {
+        const Step step_result = step(stack_.back());
+        if (step_result == Step::kChild) {
+            const UnionFrame &top = stack_.back();
+            if (open(top.child_left, top.child_right))
+                continue;
+        } else if (step_result == Step::kDone) {
+            UnionFrame done = stack_.back();
+            stack_.pop_back();
+            close(done, false);
+            if (stack_.empty())
+                return done.result;
+            adopt(stack_.back(), done.result);
+            continue;
+        }
+        // A failure anywhere fails every level: each releases its new result.
+        while (!stack_.empty()) {
+            close(stack_.back(), true);
+            stack_.pop_back();
+        }
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+gboolean kel_json_subset(KelJson *a, KelJson *b, guint flags)
+{
+    return SubsetWalk(flags).run(a, b);
+}
+
+KelJson *kel_json_array_find(KelJson *json, KelJson *pattern)
+{
+    for (int i = 0;; i++) {
+        KelJson *elem = kel_json_array_get_base(json, i, 0, nullptr);
+        if (elem == nullptr)
+            return nullptr;
+        if (kel_json_subset(elem, pattern, KEL_JSON_SUBSET_EQUAL))
+            return elem;
+    }
+}
+
+KelJson *kel_json_array_find_str(KelJson *json, const char *text)
+{
+    if (text == nullptr)
+        return nullptr;
+    KelJson *pattern = kel_json_str_new_base(text, nullptr);
+    if (pattern == nullptr)
+        return nullptr;  // not valid UTF-8: no string value can equal it
+    KelJson *found = kel_json_array_find(json, pattern);
+    kel_json_unref(pattern);
+    return found;
+}
+
+KelJson *kel_json_union(KelJson *left, KelJson *right, guint flags, KelError **error)
+{
+    KEL_RETURN_VAL_IF_FAIL(left, nullptr);
+    KEL_RETURN_VAL_IF_FAIL(right, nullptr);
+    return UnionWalk(flags, error).run(left, right);
+}

@@ -1,0 +1,40 @@
+#!/bin/sh
+# Usage: run.sh BUILD_DIR THIS_DIR WORK_DIR CC CXX "EXTRA_FLAGS"
+# EXTRA_FLAGS are the sanitizer flags of a sanitized build (the installed
+# library then needs its runtime in the programs that load it).
+set -eu
+build=$1 here=$2 work=$3 cc=$4 cxx=$5 flags=$6
+
+rm -rf "$work"
+mkdir -p "$work"
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" > "$work/install.log"
+
+for f in include/kel.h include/kel_error.h include/kel_util.h include/kel_json.h bin/kel-json; do
+  [ -e "$prefix/$f" ] || { echo "not installed: $f" >&2; exit 1; }
+done
+
+echo "== C program through pkg-config"
+pc=$(find "$prefix" -name kel.pc)
+[ -n "$pc" ] || { echo "kel.pc not installed" >&2; exit 1; }
+PKG_CONFIG_PATH=$(dirname "$pc")
+export PKG_CONFIG_PATH
+pkg-config --modversion kel
+libdir=$(pkg-config --variable=libdir kel)
+# shellcheck disable=SC2046,SC2086
+"$cc" -std=c11 -Wall -Wextra -Werror $flags "$here/pkgconfig_consumer.c" -o "$work/c-consumer" \
+  $(pkg-config --cflags --libs kel) -Wl,-rpath,"$libdir"
+"$work/c-consumer"
+
+echo "== C++ program through find_package(kel)"
+cmake -S "$here/consumer" -B "$work/cmake-consumer" -G Ninja \
+  -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$flags" > "$work/consumer-configure.log"
+cmake --build "$work/cmake-consumer" > "$work/consumer-build.log"
+"$work/cmake-consumer/consumer"
+
+echo "== installed kel-json"
+out=$(printf '{"a": [1, 2.5]}' | "$prefix/bin/kel-json" get --compact - /a)
+[ "$out" = "[1,2.5]" ] || { echo "unexpected kel-json output: $out" >&2; exit 1; }
+echo "$out"
+echo "install test passed"
