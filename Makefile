@@ -47,7 +47,7 @@ check: build build-asan build-tsan
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
-	TSAN_OPTIONS=halt_on_error=1 $(TSAN_BUILD)/tests/test_threads
+	G_SLICE=always-malloc TSAN_OPTIONS=halt_on_error=1 $(TSAN_BUILD)/tests/test_threads
 	@if command -v clang++ >/dev/null; then FUZZ_SECONDS=$(FUZZ_SECONDS) fuzz/run.sh; \
 	  else echo "clang not available: fuzz run skipped"; fi
 

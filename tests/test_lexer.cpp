@@ -384,6 +384,24 @@ TEST(LexSources, NulBytes)
     EXPECT_EQ(chain[1].message, "Unexpected character in input stream: '");
     EXPECT_EQ(chain[1].at, (Position{1, 4, 4}));
 
+    // A NUL byte that ends a number or a word is read again as the next
+    // token, so it is not swallowed.
+    for (const std::string text : {std::string("123\0", 4), std::string("[true\0]", 7)}) {
+        Loaded r4;
+        load(Source::Stream, text, 0, r4);
+        chain = r4.chain();
+        ASSERT_EQ(chain.size(), 2u) << text;
+        EXPECT_EQ(chain[1].message, "Unexpected character in input stream: '");
+        EXPECT_EQ(chain[1].at.position, text.size() - (text[0] == '[' ? 1 : 0));
+    }
+    {
+        Loaded r5;
+        load(Source::Stream, std::string("-7\0", 3), KEL_JSON_LOAD_ALLOW_TRAILING, r5);
+        ASSERT_NE(r5.root.json, nullptr);
+        EXPECT_EQ(r5.root->i64, -7);
+        EXPECT_EQ(r5.stream_offset, 3);
+    }
+
     // A NUL byte inside a multi-byte sequence ends it early.
     Loaded r3;
     load(Source::Stream, std::string("\"\xE2\0\x82\"", 5), 0, r3);
