@@ -59,5 +59,35 @@ fuzz: deps
 demo: build
 	@sh examples/demo.sh $(BUILD)
 
+# `make bench`: libkel against jansson, json-c and json-glib on ../shared/corpus
+# (Release build; BENCH_ARGS passes options, e.g. --benchmark_repetitions=9).
+# `make profile`: callgrind profiles of libkel's parser and serializer.
+BENCH_BUILD      ?= build-bench
+BENCH_ARGS       ?=
+BENCH_PACKAGES   := libbenchmark-dev libjansson-dev libjson-c-dev libjson-glib-dev
+PROFILE_PACKAGES := valgrind
+
+.PHONY: bench bench-deps profile profile-deps
+
+bench-deps profile-deps:
+	@missing=""; for p in $(PACKAGES) $(BENCH_PACKAGES) $(if $(filter profile-deps,$@),$(PROFILE_PACKAGES)); do \
+	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  echo "installing:$$missing"; \
+	  $(SUDO) apt-get update -q && $(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y -q $$missing; \
+	fi
+
+$(BENCH_BUILD)/build.ninja:
+	cmake -S bench -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release
+
+bench: bench-deps $(BENCH_BUILD)/build.ninja
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target kel-bench
+	$(BENCH_BUILD)/kel-bench $(BENCH_ARGS)
+
+profile: profile-deps $(BENCH_BUILD)/build.ninja
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target kel-profile-driver
+	bench/profile.sh $(BENCH_BUILD)
+
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

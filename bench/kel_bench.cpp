@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -378,6 +379,18 @@ public:
         std::size_t n = v.size();
         return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
     }
+
+    // Coefficient of variation of the repetitions, or a negative value.
+    double cv(const std::string &name) const
+    {
+        auto it = cpu_seconds.find(name);
+        if (it == cpu_seconds.end() || it->second.size() < 2) return -1;
+        double sum = 0, sq = 0, n = static_cast<double>(it->second.size());
+        for (double x : it->second) sum += x;
+        double mean = sum / n;
+        for (double x : it->second) sq += (x - mean) * (x - mean);
+        return mean > 0 ? std::sqrt(sq / (n - 1)) / mean : -1;
+    }
 };
 
 std::string fmt(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -447,7 +460,8 @@ int print_table(const CollectingReporter &rep, int repetitions)
                     cells.push_back(fmt("%.1f MB/s", mb / t) + ratio(t, base));
                 }
             }
-            print_row(f.name, op.label, cells);
+            if (std::any_of(cells.begin(), cells.end(), [](auto &c) { return c != "-"; }))
+                print_row(f.name, op.label, cells);
         }
         const HeapFigures *jh = heap.count({f.name, jansson->name}) ? &heap[{f.name, jansson->name}]
                                                                      : nullptr;
@@ -479,6 +493,23 @@ int print_table(const CollectingReporter &rep, int repetitions)
             std::printf(" %s compact %zu pretty %zu;", lib->name, p.compact_size, p.pretty_size);
         }
         std::printf("\n");
+    }
+    std::vector<std::pair<double, std::string>> noisy;
+    std::size_t measured = 0;
+    for (const auto &[name, samples] : rep.cpu_seconds) {
+        double c = rep.cv(name);
+        if (c < 0) continue;
+        measured++;
+        if (c > 0.10) noisy.emplace_back(c, name);
+    }
+    if (measured) {
+        std::sort(noisy.rbegin(), noisy.rend());
+        std::printf("\nNoise: %zu of %zu measurements vary by more than 10%% between repetitions "
+                    "(coefficient of variation)", noisy.size(), measured);
+        for (std::size_t i = 0; i < noisy.size() && i < 5; i++)
+            std::printf("%s %s %.0f%%", i ? "," : "; worst:", noisy[i].second.c_str(),
+                        noisy[i].first * 100);
+        std::printf(".\n");
     }
     bool leak = false;
     for (auto &[key, h] : heap)

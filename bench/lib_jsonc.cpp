@@ -101,6 +101,7 @@ bool lookup(Doc doc, const char *pointer)
 const bench::LibOps bench::jsonc_ops = {
     "json-c", parse, file_open, file_parse, file_close, release, dump, copy, equal, lookup,
     "parse: json_tokener_parse_ex; file: json_object_from_fd on a rewound descriptor; "
-    "dump: output buffer kept on the root and reused; pretty output is NOT sorted "
+    "dump: output buffer kept on the root and reused, parsed doubles written back from "
+    "their source text (no number formatting); pretty output is NOT sorted "
     "(json-c cannot sort keys); pointer: bench-side walk",
 };

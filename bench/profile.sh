@@ -2,7 +2,7 @@
 # Callgrind profiles of libkel's parser and serializer on the corpus.
 #   bench/profile.sh BUILD_DIR [TOP]
 # BUILD_DIR holds kel-profile-driver (the bench/ CMake project, Release).
-# Writes BUILD_DIR/profile/<file>-<mode>.{out,txt} and prints the TOP
+# Writes BUILD_DIR/profile/<file>-<mode>{.out,.txt,-inclusive.txt} and prints the TOP
 # functions by exclusive instruction count (Ir) of each.
 set -euo pipefail
 
@@ -29,14 +29,15 @@ for file in canada citm_catalog twitter; do
     valgrind --tool=callgrind --callgrind-out-file="$base.out" --toggle-collect="$fn" \
       "$driver" "$mode" "$input" 1 2>"$base.log"
     callgrind_annotate --inclusive=no --threshold=100 "$base.out" >"$base.txt"
+    callgrind_annotate --inclusive=yes --threshold=99 "$base.out" >"$base-inclusive.txt"
     total=$(grep -m1 'PROGRAM TOTALS' "$base.txt" | awk '{print $1}')
     echo "== $file.json $mode: $total instructions (Ir), top $top functions by own Ir"
     # The function lines follow the header that names the columns.
     # Source paths are cut to their file name.
     awk -v top="$top" '/file:function/ {on=1; next}
                        on && NF && !/^-+$/ && n < top {n++; print}' "$base.txt" |
-      sed -E 's#^([ 0-9,]+\([ 0-9.%]+\)  )[^:]*/#\1#'
+      sed -E -e 's#^([ 0-9,]+\([ 0-9.%]+\)  )[^:]*/#\1#' -e 's#\[[^]]*/([^]/]*)\]$#[\1]#'
     echo
   done
 done
-echo "Full listings: $out/*.txt (callgrind_annotate); raw data: $out/*.out"
+echo "Full listings: $out/*.txt (own Ir), $out/*-inclusive.txt (with callees); raw data: $out/*.out"

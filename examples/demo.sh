@@ -20,11 +20,11 @@ run kel-json check examples/services.json examples/production.json
 run kel-json check examples/broken.json
 run kel-json fmt --sort examples/services.json
 run kel-json get examples/services.json /services/api/limits
-run kel-json get --deref examples/services.json /services/api/limits
+run kel-json get --deref --compact examples/services.json /services/api/limits
 run kel-json get examples/services.json /services/api/env
-run "kel-json expand --sort examples/services.json | kel-json get - /services/api"
+run "kel-json expand examples/services.json | kel-json get --sort - /services/api"
 run kel-json merge examples/services.json examples/production.json
-run "kel-json merge --prefer right --sort examples/services.json examples/production.json | kel-json get --compact - /services"
-run kel-json contains examples/services.json examples/production.json
-run "kel-json set --compact examples/production.json /services/api/env/REGION '\"us-east\"'"
+run "kel-json merge --prefer right examples/services.json examples/production.json | kel-json get --sort - /services/api"
+run "echo '{\"services\": {\"api\": {\"port\": 8080}}}' | kel-json contains - examples/services.json && echo contained"
+run "kel-json set --compact --sort examples/production.json /services/api/env/REGION '\"us-east\"'"
 exit 0

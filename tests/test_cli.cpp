@@ -297,16 +297,30 @@ TEST_F(Cli, FmtNeverChangesANumber)
               "[\"18446744073709551616\"]\n");
 }
 
-TEST_F(Cli, FmtKeepsIntegersBelowTheInt64Range)
+TEST_F(Cli, IntegersTheLibraryWouldChangeAreRefused)
 {
-    // Such a literal must come back unchanged or be refused; it must never
-    // turn into another number.
-    std::string doc = write("low.json", "[-9223372036854775809]");
-    Result r = run({"fmt", "--compact", doc});
-    if (r.status == 0)
-        EXPECT_EQ(r.out, "[-9223372036854775809]\n");
-    else
-        EXPECT_EQ(r.status, 1);
+    // The parser reduces integers outside -2^63 .. 2^128-1 modulo 2^128;
+    // kel-json refuses them rather than print another number.
+    std::string low = write("low.json", "{\"ok\": [\"-99999999999999999999\", -1e30],\n"
+                                        " \"n\": -9223372036854775809}");
+    Result r = run({"fmt", low});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, low + ":2:26: error: Integer out of range: -9223372036854775809 (the library "
+                           "keeps integers from -2^63 to 2^128-1 exactly) [KEL_JSON_PARSE_ERROR]\n");
+
+    std::string high = write("high.json", "340282366920938463463374607431768211456");
+    EXPECT_EQ(run({"check", high}).status, 1);
+    Result value = run({"set", write("doc.json", "{}"), "/n", "[18446744073709551616000000000000000000000]"});
+    EXPECT_EQ(value.status, 1);
+    EXPECT_EQ(value.err.rfind("VALUE:1:42: error: Integer out of range: ", 0), 0u) << value.err;
+
+    // The ends of the range, and everything inside strings, stay as they are.
+    std::string edges = "[-9223372036854775808,340282366920938463463374607431768211455,"
+                        "\"-9223372036854775809\",-1e+30]";
+    Result ok = run({"fmt", "--compact", write("edges.json", edges)});
+    EXPECT_EQ(ok.status, 0) << ok.err;
+    EXPECT_EQ(ok.out, edges + "\n");
 }
 
 TEST_F(Cli, FmtRoundTripsTheCorpus)

@@ -45,7 +45,7 @@ TEST(Format, PointerConversionQuotesThePath)
     EXPECT_EQ(fmt("%P %d", odd, 3), "\"/%d~0~1\" 3");
 }
 
-TEST(Format, IntegersAndStringsUseTheWholeSpecification)
+TEST(Format, IntegersAndStringsUseTheWholeDirective)
 {
     EXPECT_EQ(fmt("%5d", 42), "   42");
     EXPECT_EQ(fmt("%-3s|", "x"), "x  |");
@@ -69,8 +69,11 @@ TEST(Format, OtherConversionsAreCopiedWithoutTakingAnArgument)
     EXPECT_EQ(fmt("%u %x %d", 9), "%u %x 9");
     EXPECT_EQ(fmt("%i%o%X%e%E%f%F%g%G%a%A%c%p"), "%i%o%X%e%E%f%F%g%G%a%A%c%p");
     EXPECT_EQ(fmt("%08.3f|%s", "s"), "%08.3f|s");
-    // Letters outside the delimiting set belong to the specification.
+    // Letters outside the delimiting set belong to the directive.
     EXPECT_EQ(fmt("%kP", static_cast<KelJson *>(nullptr)), "\"\"");
+    // A length modifier on %d or %s is not forwarded to printf (it would
+    // read an argument of another size); the argument is still taken.
+    EXPECT_EQ(fmt("%ld|%*s|%d", 1, "x", 2), "%ld|%*s|2");
 }
 
 TEST(Format, ResultCountsOnlyAppendedBytes)

@@ -130,13 +130,6 @@ TEST(JrefDeref, LongChainsOutgrowTheInlineList)
     EXPECT_KEL_ERROR(err, KEL_JSON_CIRCULAR_JREF, "Circular reference to JSON element \"/r5\"");
 }
 
-TEST(JrefDeref, LookupsFollowReferences)
-{
-    JsonRoot doc = parse(R"({"a": {"b": 2}, "c": {"$ref": "#/a"}, "l": [{"$ref": "#/a/b"}]})");
-    EXPECT_EQ(kel_json_obj_get_base(doc, "c", 1, nullptr), at(doc, "/a"));
-    EXPECT_EQ(kel_json_array_get_base(at(doc, "/l"), 0, 1, nullptr), at(doc, "/a/b"));
-}
-
 // ---- Expansion ------------------------------------------------------------------
 
 TEST(JrefExpand, ReplacesReferencesByCopies)

@@ -102,6 +102,15 @@ TEST(JsonSubset, SameNodeAndNulls)
     EXPECT_TRUE(kel_json_subset(w5, u5, KEL_JSON_SUBSET_EQUAL));
     EXPECT_FALSE(kel_json_subset(umax, dmax, KEL_JSON_SUBSET_EQUAL));
     EXPECT_FALSE(kel_json_subset(dmax, umax, KEL_JSON_SUBSET_EQUAL));  // umax is not exact
+
+    // Kinds without a payload, and unknown kinds, compare by kind alone.
+    JsonRoot odd(kel_json_null_new_base());
+    JsonRoot odd2(kel_json_null_new_base());
+    odd->type = odd2->type = 11;
+    EXPECT_TRUE(kel_json_subset(odd, odd2, 0));
+    odd2->type = 12;
+    EXPECT_FALSE(kel_json_subset(odd, odd2, 0));
+    odd->type = odd2->type = KEL_JSON_NULL;
 }
 
 TEST(JsonSubset, ScalarsByKindAndValue)
@@ -133,18 +142,6 @@ TEST(JsonSubset, ScalarsByKindAndValue)
     };
     for (const Case &c : cases)
         EXPECT_EQ(subset(c.a, c.b, KEL_JSON_SUBSET_EQUAL), c.expected) << c.a << " in " << c.b;
-}
-
-TEST(JsonSubset, UnknownKindsCompareByKind)
-{
-    JsonRoot a(kel_json_null_new_base());
-    JsonRoot b(kel_json_null_new_base());
-    a->type = 11;
-    b->type = 11;
-    EXPECT_TRUE(kel_json_subset(a, b, 0));
-    b->type = 12;
-    EXPECT_FALSE(kel_json_subset(a, b, 0));
-    a->type = b->type = KEL_JSON_NULL;
 }
 
 TEST(JsonSubset, Objects)
@@ -324,6 +321,15 @@ TEST(JsonUnion, MismatchedContainersAndPrimitiveOperands)
         EXPECT_KEL_ERROR(as_right.err, KEL_JSON_TYPE_INVALID,
                          std::string("Cannot union primitive type ") + c.name);
     }
+
+    // Every kind but object and array counts as a primitive, so a node whose
+    // kind field was corrupted is refused like one.
+    JsonRoot bad(kel_json_null_new_base());
+    bad->type = 11;
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_union(bad, bad, 0, &err), nullptr);
+    bad->type = KEL_JSON_NULL;
+    EXPECT_KEL_ERROR(err, KEL_JSON_TYPE_INVALID, "Cannot union primitive type <unknown>");
 }
 
 TEST(JsonUnion, NullOperandsWarnWithoutError)

@@ -386,7 +386,7 @@ TEST(LexSources, NulBytes)
 
     // A NUL byte that ends a number or a word is read again as the next
     // token, so it is not swallowed.
-    for (const std::string text : {std::string("123\0", 4), std::string("[true\0]", 7)}) {
+    for (const std::string &text : {std::string("123\0", 4), std::string("[true\0]", 7)}) {
         Loaded r4;
         load(Source::Stream, text, 0, r4);
         chain = r4.chain();

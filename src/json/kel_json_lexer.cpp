@@ -100,23 +100,11 @@ inline bool take_pending_nul(KelJsonLexer *lex) noexcept
     return true;
 }
 
-// Loads the next character of the source into lex->buffer. False at the end
-// of input (eof set) and for a byte sequence that is not valid UTF-8.
+// The rest of a character whose first byte c (0x80 or above) is in buffer[0].
 template <class R>
-bool fetch_char(KelJsonLexer *lex) noexcept
+G_GNUC_NO_INLINE bool fetch_multibyte(KelJsonLexer *lex, int c) noexcept
 {
-    const int c = R::fetch(lex);
-    if (c < 0) {
-        lex->eof = 1;
-        return false;
-    }
     auto *buf = reinterpret_cast<unsigned char *>(lex->buffer);
-    buf[0] = static_cast<unsigned char>(c);
-    lex->buffer_pos = 0;
-    if (c < 0x80) {
-        buf[1] = 0;
-        return true;
-    }
     int len;
     guint32 cp;
     if (c >= 0xC2 && c <= 0xDF) {
@@ -146,6 +134,24 @@ bool fetch_char(KelJsonLexer *lex) noexcept
     if (!valid || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF) || cp < kMinCodePoint[len])
         return fetch_failed(lex);
     buf[len] = 0;
+    return true;
+}
+
+// Loads the next character of the source into lex->buffer. False at the end
+// of input (eof set) and for a byte sequence that is not valid UTF-8.
+template <class R>
+inline bool fetch_char(KelJsonLexer *lex) noexcept
+{
+    const int c = R::fetch(lex);
+    if (c < 0) {
+        lex->eof = 1;
+        return false;
+    }
+    lex->buffer[0] = static_cast<char>(c);
+    lex->buffer_pos = 0;
+    if (c >= 0x80)
+        return fetch_multibyte<R>(lex, c);
+    lex->buffer[1] = '\0';
     return true;
 }
 
@@ -263,6 +269,116 @@ int scan_word(KelJsonLexer *lex) noexcept
     return 1;
 }
 
+// ---- Runs (string source) ---------------------------------------------------
+
+struct ByteSet {
+    bool plain[256] = {};
+};
+
+// Bytes a string holds without a second look: printable ASCII other than the
+// quote and the backslash, and DEL.
+constexpr ByteSet kStringPlain = [] {
+    ByteSet t;
+    for (int b = 0x20; b < 0x80; b++)
+        t.plain[b] = b != '"' && b != '\\';
+    return t;
+}();
+
+constexpr ByteSet kDigits = [] {
+    ByteSet t;
+    for (int b = '0'; b <= '9'; b++)
+        t.plain[b] = true;
+    return t;
+}();
+
+// Length of the valid multi-byte character at p (lead byte 0xC2..0xF4), or 0.
+// Stops at the first byte that does not fit, so it never reads past a NUL.
+inline int valid_multibyte(const unsigned char *p) noexcept
+{
+    const unsigned b0 = p[0];
+    if (b0 <= 0xDF)
+        return (p[1] >= 0x80 && p[1] <= 0xBF) ? 2 : 0;
+    // The second byte's range also excludes overlong forms, surrogates and
+    // code points above 0x10FFFF.
+    unsigned lo = 0x80, hi = 0xBF;
+    if (b0 == 0xE0)
+        lo = 0xA0;
+    else if (b0 == 0xED)
+        hi = 0x9F;
+    else if (b0 == 0xF0)
+        lo = 0x90;
+    else if (b0 == 0xF4)
+        hi = 0x8F;
+    if (p[1] < lo || p[1] > hi || p[2] < 0x80 || p[2] > 0xBF)
+        return 0;
+    if (b0 <= 0xEF)
+        return 3;
+    return (p[3] >= 0x80 && p[3] <= 0xBF) ? 4 : 0;
+}
+
+// String source only: copies the run of characters that `plain` admits
+// (and, with kMultibyte, valid multi-byte characters) starting at the read
+// position into lex->text in one go. It stops before anything else, which
+// byte-wise reading then handles and reports exactly; the counters advance
+// as byte-wise reading would have advanced them (no run holds a newline).
+template <bool kMultibyte>
+void copy_run(KelJsonLexer *lex, const bool (&plain)[256]) noexcept
+{
+    if (lex->eof || lex->buffer[lex->buffer_pos] != '\0')
+        return;  // a character is half delivered: finish it byte-wise
+    auto *src = static_cast<KelJsonStrSource *>(lex->data);
+    const auto *start = reinterpret_cast<const unsigned char *>(src->str) + src->pos;
+    const unsigned char *p = start;
+    guint32 chars = 0;
+    for (;;) {
+        if (plain[*p]) {
+            p++;
+        } else if (kMultibyte && *p >= 0xC2 && *p <= 0xF4) {
+            const int n = valid_multibyte(p);
+            if (n == 0)
+                break;
+            p += n;
+        } else {
+            break;
+        }
+        chars++;
+    }
+    const auto n = static_cast<gsize>(p - start);
+    if (n == 0)
+        return;
+    g_string_append_len(lex->text, reinterpret_cast<const char *>(start),
+                        static_cast<gssize>(n));
+    // The loader keeps string inputs below 2^31 bytes, so pos cannot overflow.
+    src->pos += static_cast<gint32>(n);
+    lex->position += static_cast<guint32>(n);
+    lex->column += chars;
+}
+
+// String source only: skips the run of white space at the read position,
+// counting lines and columns as byte-wise reading would.
+void skip_space_run(KelJsonLexer *lex) noexcept
+{
+    if (lex->eof || lex->buffer[lex->buffer_pos] != '\0')
+        return;
+    auto *src = static_cast<KelJsonStrSource *>(lex->data);
+    const auto *start = reinterpret_cast<const unsigned char *>(src->str) + src->pos;
+    const unsigned char *p = start;
+    for (;; p++) {
+        if (*p == ' ' || *p == '\t' || *p == '\r') {
+            lex->column++;
+        } else if (*p == '\n') {
+            lex->line++;
+            lex->last_column = lex->column;
+            lex->column = 0;
+        } else {
+            break;
+        }
+    }
+    const auto n = static_cast<gint32>(p - start);
+    src->pos += n;
+    lex->position += static_cast<guint32>(n);
+}
+
 // ---- Numbers ---------------------------------------------------------------
 
 // Up to 18 decimal digits always fit in int64; g_ascii_strtoll would give
@@ -323,6 +439,20 @@ int convert_real(KelJsonLexer *lex) noexcept
     return 1;
 }
 
+// Reads and saves digits; returns the first byte that is not one (saved
+// as well when above 0).
+template <class R>
+int read_digits(KelJsonLexer *lex) noexcept
+{
+    int c;
+    do {
+        if constexpr (R::kDirect)
+            copy_run<false>(lex, kDigits.plain);
+        c = get_save<R>(lex);
+    } while (is_digit(c));
+    return c;
+}
+
 // `c` is the first byte, already saved: a digit or the minus sign.
 template <class R>
 int scan_number(KelJsonLexer *lex, int c) noexcept
@@ -342,9 +472,7 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
             unread_saved(lex, c);
         return 0;
     } else {
-        do {
-            c = get_save<R>(lex);
-        } while (is_digit(c));
+        c = read_digits<R>(lex);
     }
     if (c == '.') {
         // The byte after the point is read unsaved, so that the message of
@@ -357,9 +485,7 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
             return 0;
         }
         g_string_append_c(lex->text, static_cast<char>(c));
-        do {
-            c = get_save<R>(lex);
-        } while (is_digit(c));
+        c = read_digits<R>(lex);
         real = true;
     }
     if (c == 'e' || c == 'E') {
@@ -372,9 +498,7 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
                 unread_saved(lex, c);
             return 0;
         }
-        do {
-            c = get_save<R>(lex);
-        } while (is_digit(c));
+        c = read_digits<R>(lex);
         real = true;
     }
     unread_terminator(lex, c);
@@ -383,77 +507,6 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
 
 // ---- Strings ---------------------------------------------------------------
 
-// Bytes that can be copied in a run without a second look: printable ASCII
-// other than the quote and the backslash, and DEL.
-constexpr auto kPlainAscii = [] {
-    struct Table {
-        bool plain[256] = {};
-    } t;
-    for (int b = 0x20; b < 0x80; b++)
-        t.plain[b] = b != '"' && b != '\\';
-    return t;
-}();
-
-// Length of the valid multi-byte character at p (lead byte 0xC2..0xF4), or 0.
-// Stops at the first byte that does not fit, so it never reads past a NUL.
-inline int valid_multibyte(const unsigned char *p) noexcept
-{
-    const unsigned b0 = p[0];
-    if (b0 <= 0xDF)
-        return (p[1] >= 0x80 && p[1] <= 0xBF) ? 2 : 0;
-    // The second byte's range also excludes overlong forms, surrogates and
-    // code points above 0x10FFFF.
-    unsigned lo = 0x80, hi = 0xBF;
-    if (b0 == 0xE0)
-        lo = 0xA0;
-    else if (b0 == 0xED)
-        hi = 0x9F;
-    else if (b0 == 0xF0)
-        lo = 0x90;
-    else if (b0 == 0xF4)
-        hi = 0x8F;
-    if (p[1] < lo || p[1] > hi || p[2] < 0x80 || p[2] > 0xBF)
-        return 0;
-    if (b0 <= 0xEF)
-        return 3;
-    return (p[3] >= 0x80 && p[3] <= 0xBF) ? 4 : 0;
-}
-
-// String source only: copies the run of plain characters (printable ASCII
-// and valid multi-byte characters, but no quote, backslash or control byte)
-// that starts at the read position into lex->text in one go. Anything
-// special is left to byte-wise reading, which then reports it exactly.
-void copy_plain_run(KelJsonLexer *lex) noexcept
-{
-    if (lex->eof || lex->buffer[lex->buffer_pos] != '\0')
-        return;  // a character is half delivered: finish it byte-wise
-    auto *src = static_cast<KelJsonStrSource *>(lex->data);
-    const auto *start = reinterpret_cast<const unsigned char *>(src->str) + src->pos;
-    const unsigned char *p = start;
-    guint32 chars = 0;
-    for (;;) {
-        if (kPlainAscii.plain[*p]) {
-            p++;
-        } else if (*p >= 0xC2 && *p <= 0xF4) {
-            const int n = valid_multibyte(p);
-            if (n == 0)
-                break;
-            p += n;
-        } else {
-            break;
-        }
-        chars++;
-    }
-    const auto n = static_cast<gsize>(p - start);
-    if (n == 0)
-        return;
-    g_string_append_len(lex->text, reinterpret_cast<const char *>(start),
-                        static_cast<gssize>(n));
-    // The loader keeps string inputs below 2^31 bytes, so pos cannot overflow.
-    src->pos += static_cast<gint32>(n);
-    lex->position += static_cast<guint32>(n);
-    lex->column += chars;
-}
 
 // Reads one byte of an escape sequence; -1 fails like the end of the string.
 template <class R>
@@ -620,7 +673,7 @@ int scan_string(KelJsonLexer *lex) noexcept
     bool escaped = false;
     for (;;) {
         if constexpr (R::kDirect)
-            copy_plain_run(lex);
+            copy_run<true>(lex, kStringPlain.plain);
         const int c = get_byte<R>(lex);
         if (c > 0)
             g_string_append_c(lex->text, static_cast<char>(c));
@@ -646,10 +699,13 @@ int scan_string(KelJsonLexer *lex) noexcept
 template <class R>
 int next_token(KelJsonLexer *lex) noexcept
 {
-    g_string_truncate(lex->text, 0);
+    lex->text->len = 0;  // g_string_truncate(text, 0), without the call
+    lex->text->str[0] = '\0';
     lex->token = KEL_JSON_TOKEN_INVALID;  // what every failure leaves
     int c;
     do {
+        if constexpr (R::kDirect)
+            skip_space_run(lex);
         c = get_byte<R>(lex);
     } while (is_space(c));
     if (c < 0) {

@@ -67,27 +67,42 @@ void append_pointer(const KelJson *json, GString *str)
     }
 }
 
-// The bytes that end a conversion specification of the formatter.
+// The bytes that end a conversion directive of the formatter.
 constexpr std::string_view kConversionEnd = "PdiouxXeEfFgGaAcsp%";
 
 // Bytes that may stand between "%" and a %d or %s conversion forwarded to
 // GLib's printf: flags, field width and precision. The library's formats use
 // nothing else. A length modifier, "*", "$" or a stray letter would make
 // printf read an argument of another type, or more than one; such a
-// specification is copied as written instead (its argument is still consumed,
+// directive is copied as written instead (its argument is still consumed,
 // as every %d and %s takes exactly one).
 constexpr std::string_view kForwardable = "-+ #0'123456789.";
 
-bool forwardable(std::string_view spec)
+bool forwardable(std::string_view directive)
 {
-    // spec is "%" ... conversion; check what stands between them.
-    std::string_view middle = spec.substr(1, spec.size() - 2);
+    // directive is "%" ... conversion; check what stands between them.
+    std::string_view middle = directive.substr(1, directive.size() - 2);
     return middle.find_first_not_of(kForwardable) == std::string_view::npos;
 }
 
-// The formatter proper. The specification text is kept in `spec`, a scratch
+// Formats one %d or %s argument with its whole directive (NUL-terminated:
+// it is the scratch string's text).
+template <typename T>
+void append_forwarded(GString *str, std::string_view directive, T value)
+{
+    if (!forwardable(directive)) {
+        g_string_append_len(str, directive.data(), static_cast<gssize>(directive.size()));
+        return;
+    }
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    g_string_append_printf(str, directive.data(), value);
+#pragma GCC diagnostic pop
+}
+
+// The formatter proper. The directive text is kept in `directive`, a scratch
 // string reused for every conversion of one call.
-void format_into(GString *str, const char *fmt, va_list args, GString *spec)
+void format_into(GString *str, const char *fmt, va_list args, GString *directive)
 {
     const char *p = fmt;
     while (*p != '\0') {
@@ -99,18 +114,18 @@ void format_into(GString *str, const char *fmt, va_list args, GString *spec)
             p += n;
             continue;
         }
-        g_string_assign(spec, "%");
+        g_string_assign(directive, "%");
         ++p;
         while (*p != '\0') {
             char c = *p++;
-            g_string_append_c(spec, c);
+            g_string_append_c(directive, c);
             if (kConversionEnd.find(c) != std::string_view::npos)
                 break;
         }
-        std::string_view text(spec->str, spec->len);
+        std::string_view text(directive->str, directive->len);
         // A lone "%" cut short by the end of fmt has no conversion byte; its
         // last byte is the opening "%" and it is copied as it stands.
-        char conv = spec->len > 1 ? text.back() : '\0';
+        char conv = directive->len > 1 ? text.back() : '\0';
         switch (conv) {
         case 'P': {
             const auto *json = va_arg(args, const KelJson *);
@@ -120,35 +135,17 @@ void format_into(GString *str, const char *fmt, va_list args, GString *spec)
             g_string_append_c(str, '"');
             break;
         }
-        case 'd': {
-            int value = va_arg(args, int);
-            if (forwardable(text)) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-                g_string_append_printf(str, spec->str, value);
-#pragma GCC diagnostic pop
-            } else {
-                g_string_append_len(str, text.data(), static_cast<gssize>(text.size()));
-            }
+        case 'd':
+            append_forwarded(str, text, va_arg(args, int));
             break;
-        }
-        case 's': {
-            const char *value = va_arg(args, const char *);
-            if (forwardable(text)) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-                g_string_append_printf(str, spec->str, value);
-#pragma GCC diagnostic pop
-            } else {
-                g_string_append_len(str, text.data(), static_cast<gssize>(text.size()));
-            }
+        case 's':
+            append_forwarded(str, text, va_arg(args, const char *));
             break;
-        }
         case '%':
             g_string_append_c(str, '%');
             break;
         default:
-            // Conversions the formatter does not handle, and a specification
+            // Conversions the formatter does not handle, and a directive
             // cut short by the end of fmt: copied as written, no argument.
             g_string_append_len(str, text.data(), static_cast<gssize>(text.size()));
             break;
@@ -237,10 +234,10 @@ gint32 kel_json_ptr_vprintf(GString *str, const char *fmt, va_list args)
     KEL_RETURN_VAL_IF_FAIL(str, -1);
     KEL_RETURN_VAL_IF_FAIL(fmt, -1);
     gsize before = str->len;
-    ScratchString spec(8);
+    ScratchString directive(8);
     va_list ap;
     va_copy(ap, args);
-    format_into(str, fmt, ap, spec.s);
+    format_into(str, fmt, ap, directive.s);
     va_end(ap);
     return static_cast<gint32>(str->len - before);
 }

@@ -104,7 +104,7 @@ int run_set(const Args &args)
     JsonPtr doc = load_document(path, load_flags(args), err.slot());
     if (!doc)
         return fail(display_name(path), err);
-    JsonPtr value(kel_json_loads(text.c_str(), load_flags(args), err.slot()));
+    JsonPtr value = load_text(text, load_flags(args), err.slot());
     if (!value)
         return fail("VALUE", err);
 
