@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Callgrind profiles of libkel's parser and serializer on the corpus.
+# Callgrind profiles of libkel's parser, release and serializer on the corpus.
 #   bench/profile.sh BUILD_DIR [TOP]
 # BUILD_DIR holds kel-profile-driver (the bench/ CMake project, Release).
 # Writes BUILD_DIR/profile/<file>-<mode>{.out,.txt,-inclusive.txt} and prints the TOP
@@ -22,9 +22,12 @@ mkdir -p "$out"
 for file in canada citm_catalog twitter; do
   input=$corpus/$file.json
   [ -r "$input" ] || { echo "profile.sh: corpus file $input is missing (set KEL_BENCH_CORPUS)" >&2; exit 1; }
-  for mode in parse dump dump_pretty; do
-    fn=profile_parse
-    [ "$mode" = parse ] || fn=profile_dump
+  for mode in parse release dump dump_pretty; do
+    case $mode in
+      parse) fn=profile_parse ;;
+      release) fn=profile_release ;;
+      *) fn=profile_dump ;;
+    esac
     base=$out/$file-$mode
     valgrind --tool=callgrind --callgrind-out-file="$base.out" --toggle-collect="$fn" \
       "$driver" "$mode" "$input" 1 2>"$base.log"

@@ -476,11 +476,16 @@ TEST_F(Cli, GetDerefFollowsReferences)
     EXPECT_EQ(run({"get", "--compact", doc, "/r1"}).out, "{\"$ref\":\"#/r2\"}\n");
     EXPECT_EQ(run({"get", "--compact", "--deref", doc, "/r1"}).out, "{\"v\":1}\n");
     EXPECT_EQ(run({"get", "--compact", "--deref", doc, "/t/v"}).out, "1\n");
+    // Without --deref a reference on the way ends the lookup; with it, it is followed.
+    Result through = run({"get", doc, "/r1/v"});
+    EXPECT_EQ(through.status, 1);
+    EXPECT_NE(through.err.find("expected array or object, got reference"), std::string::npos);
+    EXPECT_EQ(run({"get", "--deref", doc, "#/r1/v"}).out, "1\n");
 
     Result loop = run({"get", "--deref", doc, "/loop"});
     EXPECT_EQ(loop.status, 1);
     EXPECT_EQ(loop.err,
-              doc + ": error: cannot follow the reference at \"/loop\" [KEL_JSON_CIRCULAR_JREF]\n" +
+              doc + ": error: no value at \"/loop\" [KEL_JSON_CIRCULAR_JREF]\n" +
               doc + ": error: Circular reference to JSON element \"/loop\" [KEL_JSON_CIRCULAR_JREF]\n");
     Result dangling = run({"get", "--deref", doc, "/dangling"});
     EXPECT_EQ(dangling.status, 1);

@@ -395,6 +395,17 @@ TEST(LexSources, NulBytes)
         EXPECT_EQ(chain[1].at.position, text.size() - (text[0] == '[' ? 1 : 0));
     }
     {
+        // The byte after a decimal point is un-read even when it is a NUL.
+        Loaded r6;
+        load(Source::Stream, std::string("[1.\0]", 5), 0, r6);
+        chain = r6.chain();
+        ASSERT_EQ(chain.size(), 2u);
+        EXPECT_EQ(chain[0].message, "Syntax error: unexpected token: <invalid>");
+        EXPECT_EQ(chain[0].at, (Position{1, 3, 3}));
+        EXPECT_EQ(chain[1].message, "Invalid double: 1.");
+        EXPECT_EQ(chain[1].at, (Position{1, 4, 4}));
+    }
+    {
         Loaded r5;
         load(Source::Stream, std::string("-7\0", 3), KEL_JSON_LOAD_ALLOW_TRAILING, r5);
         ASSERT_NE(r5.root.json, nullptr);
@@ -440,4 +451,43 @@ TEST(LexSources, BadSequencesStayConsumed)
         EXPECT_EQ(chain[0].at, (Position{1, 0, 0}));
         EXPECT_EQ(r.stream_offset, c.offset) << c.text;
     }
+}
+
+TEST(LexSources, StringAndStreamAgreeOnMutations)
+{
+    // The string source is read in place and in runs, the stream byte by
+    // byte; every counter and message must come out the same. Each seed is
+    // mutated at every byte with bytes that start, end or break tokens.
+    const std::string seeds[] = {
+        "{\"key\": [1, -2.5e+3, true, null],\n  \"t\xC3\xA9xt\": \"a\\n\\u00e9\xE2\x82\xAC\\uD83D\\uDE00 b\"}",
+        "[\r\n\t\"\xF0\x9F\x98\x80\xF0\x9F\x98\x80\", 123456789012345678901234567890, 0.5, false ]\n",
+        "  \"plain words and more plain words \\\" \\\\ \\/ \xC3\xA9\xC3\xA9\"  ",
+    };
+    const char replacements[] = {'\n', ' ', '"', '\\', '\x80', '\xC3', '\xE2', 'x', '1', '.',
+                                 'e', '-', ',', ']', '}', '\x7F', '\x1F', 'u', '0'};
+    auto outcome = [](Source source, const std::string &text) {
+        Loaded r;
+        load(source, text, 0, r);
+        std::string out = r.root.json != nullptr ? "value " + kel_test::dump(r.root.json) : "";
+        for (const auto &e : r.chain()) {
+            out += " | " + e.message + " @" + std::to_string(e.at.line) + ":" +
+                   std::to_string(e.at.column) + ":" + std::to_string(e.at.position);
+        }
+        return out;
+    };
+    int compared = 0;
+    for (const std::string &seed : seeds) {
+        for (size_t i = 0; i <= seed.size(); i++) {
+            std::vector<std::string> variants = {seed.substr(0, i)};
+            for (char r : replacements) {
+                if (i < seed.size())
+                    variants.push_back(seed.substr(0, i) + r + seed.substr(i + 1));
+            }
+            for (const std::string &text : variants) {
+                ASSERT_EQ(outcome(Source::String, text), outcome(Source::Stream, text)) << text;
+                compared++;
+            }
+        }
+    }
+    EXPECT_GT(compared, 3000);
 }

@@ -55,25 +55,19 @@ struct CallReader {
     static int fetch(KelJsonLexer *lex) noexcept { return lex->get(lex->data); }
 };
 
-// The string source read in place: exactly what str_source_get returns.
+// The string source, whose reader is called directly (and inlined), and
+// whose text the run functions below read in place.
 struct StrReader {
     static constexpr bool kDirect = true;
-    static int fetch(KelJsonLexer *lex) noexcept
-    {
-        auto *src = static_cast<KelJsonStrSource *>(lex->data);
-        const auto b = static_cast<unsigned char>(src->str[src->pos]);
-        if (b == 0)
-            return -1;
-        ++src->pos;
-        return b;
-    }
+    static int fetch(KelJsonLexer *lex) noexcept { return str_source_get(lex->data); }
 };
 
 inline bool is_str_source(const KelJsonLexer *lex) noexcept { return lex->get == str_source_get; }
 
 // ---- Reading bytes ---------------------------------------------------------
 
-// The code point bounds a valid sequence of each length must respect.
+// The smallest code point a sequence of each length may encode; anything
+// below is an overlong form.
 constexpr guint32 kMinCodePoint[5] = {0, 0, 0x80, 0x800, 0x10000};
 
 // A NUL byte from a stream that ended a number or a word must be delivered
@@ -205,16 +199,21 @@ inline void unread_saved(KelJsonLexer *lex, int c) noexcept
     g_string_truncate(lex->text, lex->text->len - 1);
 }
 
+// Un-reads a NUL byte just read from a stream (it was never saved).
+inline void unread_nul(KelJsonLexer *lex) noexcept
+{
+    unread(lex, 0);
+    lex->buffer[1] = kPendingNul;
+}
+
 // Un-reads the byte that ended a complete number or word: any byte but the
-// end of input (the NUL byte, which is never saved, included).
+// end of input, the NUL byte included.
 inline void unread_terminator(KelJsonLexer *lex, int c) noexcept
 {
-    if (c > 0) {
+    if (c > 0)
         unread_saved(lex, c);
-    } else if (c == 0) {
-        unread(lex, 0);
-        lex->buffer[1] = kPendingNul;
-    }
+    else if (c == 0)
+        unread_nul(lex);
 }
 
 // ---- Failures --------------------------------------------------------------
@@ -482,6 +481,8 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
             lex_fail(lex, "Invalid double: %s", lex->text->str);
             if (c > 0)
                 unread(lex, c);
+            else if (c == 0)
+                unread_nul(lex);
             return 0;
         }
         g_string_append_c(lex->text, static_cast<char>(c));

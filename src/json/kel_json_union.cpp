@@ -309,6 +309,9 @@ char *path_or(const KelJson *json, const char *fallback) noexcept
 }
 
 // The checks every (nested) union makes before merging; pushes the level.
+// Every kind but object and array is a primitive here, a kind value outside
+// the enumeration included: such a node is refused with "<unknown>" as its
+// type name, so the unreachable branch below stays a safety net only.
 bool UnionWalk::open(KelJson *left, KelJson *right)
 {
     for (KelJson *operand : {left, right}) {

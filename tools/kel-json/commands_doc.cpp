@@ -1,4 +1,5 @@
 // Subcommands that work on one document: check, fmt, get, set, expand.
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -15,17 +16,6 @@ int fail(const std::string &where, ErrorChain &err)
 {
     print_errors(where, err.head());
     return kExitFailed;
-}
-
-// Writes the value with the output options; reports a write failure.
-int print_value(KelJson *value, const Args &args)
-{
-    OutputOptions options;
-    read_output_options(args, options);  // validated before the command ran
-    ErrorChain err;
-    if (!write_document(value, options, err.slot()))
-        return fail(kProgram, err);
-    return kExitOk;
 }
 
 std::string quoted(const std::string &pointer) { return "\"" + pointer + "\""; }
@@ -54,10 +44,40 @@ int run_fmt(const Args &args)
     JsonPtr doc = load_document(path, load_flags(args), err.slot());
     if (!doc)
         return fail(display_name(path), err);
-    return print_value(doc.get(), args);
+    return print_document(doc.get(), args);
 }
 
 // ---- get ----------------------------------------------------------------------
+
+// Follows a reference, or returns the value itself.
+KelJson *deref(KelJson *value, KelError **err)
+{
+    return kel_json_jref_uri(value) ? kel_json_jref_deref_base(value, err) : value;
+}
+
+// The library's lookup stops at a reference on the way ("expected array or
+// object, got reference"). With --deref the pointer is followed one token at
+// a time instead, each step a lookup from the value reached so far, and
+// every reference met is followed, the last one included. Messages still
+// name pointers from the document's root: values know their place.
+KelJson *get_through_references(KelJson *root, std::string pointer, KelError **err)
+{
+    if (!pointer.empty() && pointer[0] == '#')
+        pointer.erase(0, 1);
+    if (!pointer.empty() && pointer[0] != '/')
+        return kel_json_ptr_get_base(root, pointer.c_str(), err);  // the library reports it
+    KelJson *current = deref(root, err);
+    size_t pos = 0;
+    while (current != nullptr && pos < pointer.size()) {
+        size_t next = std::min(pointer.find('/', pos + 1), pointer.size());
+        std::string token = pointer.substr(pos, next - pos);  // "/name", escapes kept
+        current = kel_json_ptr_get_base(current, token.c_str(), err);
+        if (current != nullptr)
+            current = deref(current, err);
+        pos = next;
+    }
+    return current;
+}
 
 int run_get(const Args &args)
 {
@@ -68,19 +88,14 @@ int run_get(const Args &args)
     if (!doc)
         return fail(display_name(path), err);
 
-    KelJson *value = kel_json_ptr_get_base(doc.get(), pointer.c_str(), err.slot());
+    KelJson *value = args.has("deref")
+                         ? get_through_references(doc.get(), pointer, err.slot())
+                         : kel_json_ptr_get_base(doc.get(), pointer.c_str(), err.slot());
     if (value == nullptr) {
         push_context(err.slot(), "no value at " + quoted(pointer));
         return fail(display_name(path), err);
     }
-    if (args.has("deref") && kel_json_jref_uri(value) != nullptr) {
-        value = kel_json_jref_deref_base(value, err.slot());
-        if (value == nullptr) {
-            push_context(err.slot(), "cannot follow the reference at " + quoted(pointer));
-            return fail(display_name(path), err);
-        }
-    }
-    return print_value(value, args);
+    return print_document(value, args);
 }
 
 // ---- set ----------------------------------------------------------------------
@@ -112,7 +127,7 @@ int run_set(const Args &args)
     if (!pointer.empty() && pointer[0] == '#')
         pointer.erase(0, 1);
     if (pointer.empty())
-        return print_value(value.get(), args);  // the value replaces the document
+        return print_document(value.get(), args);  // the value replaces the document
 
     if (has_inner_empty_token(pointer)) {
         kel_set_error(err.slot(), kel_json_error_domain(), KEL_JSON_POINTER_INVALID,
@@ -136,7 +151,7 @@ int run_set(const Args &args)
         return fail(display_name(path), err);
     }
     value.release();  // the document owns it now
-    return print_value(doc.get(), args);
+    return print_document(doc.get(), args);
 }
 
 // ---- expand -------------------------------------------------------------------
@@ -152,7 +167,7 @@ int run_expand(const Args &args)
         push_context(err.slot(), "cannot expand the references");
         return fail(display_name(path), err);
     }
-    return print_value(doc.get(), args);
+    return print_document(doc.get(), args);
 }
 
 }  // namespace
@@ -172,7 +187,8 @@ std::vector<Command> document_commands()
         {"get", "FILE POINTER", "print the value at a JSON pointer",
          "Prints the value that POINTER (RFC 6901, e.g. /items/0/name or #/items/0)\n"
          "names in FILE. A missing path is an error that names it.",
-         {{"deref", 0, nullptr, "when the value is a reference ($ref), print its target"}},
+         {{"deref", 0, nullptr,
+           "follow references ($ref) met on the way and print the target of one found there"}},
          true, 2, 2, run_get},
         {"set", "FILE POINTER VALUE", "put a JSON value at a pointer and print the result",
          "Parses VALUE as JSON text, puts it at POINTER in FILE and prints the whole\n"

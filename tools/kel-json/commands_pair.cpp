@@ -64,14 +64,7 @@ int run_merge(const Args &args)
         print_errors(kProgram, err.head());
         return kExitFailed;
     }
-
-    OutputOptions options;
-    read_output_options(args, options);
-    if (!write_document(merged.get(), options, err.slot())) {
-        print_errors(kProgram, err.head());
-        return kExitFailed;
-    }
-    return kExitOk;
+    return print_document(merged.get(), args);
 }
 
 // ---- contains -------------------------------------------------------------------

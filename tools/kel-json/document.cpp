@@ -280,4 +280,16 @@ bool write_document(KelJson *value, const OutputOptions &options, KelError **err
     return write_file_atomically(options.path, out, err);
 }
 
+int print_document(KelJson *value, const Args &args)
+{
+    OutputOptions options;
+    read_output_options(args, options);
+    ErrorChain err;
+    if (!write_document(value, options, err.slot())) {
+        print_errors(kProgram, err.head());
+        return kExitFailed;
+    }
+    return kExitOk;
+}
+
 }  // namespace kj

@@ -45,4 +45,8 @@ std::optional<std::string> read_output_options(const Args &args, OutputOptions &
 // only once it has been written completely.
 bool write_document(KelJson *value, const OutputOptions &options, KelError **err);
 
+// write_document with the options given on the command line (already
+// validated); reports a failure itself. Returns the exit status.
+int print_document(KelJson *value, const Args &args);
+
 }  // namespace kj
