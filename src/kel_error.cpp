@@ -59,6 +59,9 @@ extern "C" {
 KelError *kel_error_new_valist(KelError *next, GQuark domain, gint code, const char *format,
                                va_list args)
 {
+    // Without a format there is no message to record; the chain stays as it was
+    // and is handed back, so nothing of it is lost.
+    KEL_RETURN_VAL_IF_FAIL(format, next);
     return record_new(next, g_error_new_valist(domain, code, format, args));
 }
 
@@ -75,6 +78,7 @@ KelError *kel_set_error(KelError **err, GQuark domain, gint code, const char *fo
 {
     if (err == nullptr)
         return nullptr;
+    KEL_RETURN_VAL_IF_FAIL(format, nullptr);
     va_list args;
     va_start(args, format);
     *err = kel_error_new_valist(*err, domain, code, format, args);

@@ -103,11 +103,6 @@ TEST(LexNumbers, IntegersOutsideInt64AreUint128)
         {"18446744073709551615", {max, 0}},
         {"18446744073709551616", {0, 1}},
         {"340282366920938463463374607431768211455", {max, max}},
-        // Beyond 128 bits the value is reduced modulo 2^128.
-        {"340282366920938463463374607431768211456", {0, 0}},
-        // Below int64: the two's complement modulo 2^128.
-        {"-9223372036854775809", {0x7FFFFFFFFFFFFFFFULL, max}},
-        {"-18446744073709551616", {0, max}},
     };
     for (const auto &c : cases) {
         Value v(c.text);
@@ -115,6 +110,18 @@ TEST(LexNumbers, IntegersOutsideInt64AreUint128)
         EXPECT_EQ(v.type(), "uint128") << c.text;
         EXPECT_EQ(v->u128.lo, c.value.lo) << c.text;
         EXPECT_EQ(v->u128.hi, c.value.hi) << c.text;
+    }
+}
+
+TEST(LexNumbers, IntegersNoKindHoldsAreRefused)
+{
+    // Below int64 or beyond 128 bits: refused, never wrapped modulo 2^128.
+    for (const char *text : {"-9223372036854775809", "-18446744073709551616",
+                             "340282366920938463463374607431768211456",
+                             "1000000000000000000000000000000000000000"}) {
+        kel_test::ErrorSlot err;
+        EXPECT_EQ(kel_json_loads(text, 0, &err), nullptr) << text;
+        EXPECT_KEL_ERROR(err, KEL_JSON_PARSE_ERROR, std::string("Not a valid uint128 value: ") + text);
     }
 }
 

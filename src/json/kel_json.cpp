@@ -194,6 +194,8 @@ void json_child_owned_failed(KelError **error, const KelJson *container,
 // descendants: building a deep chain one new container at a time stays linear.
 bool json_refuse_cycle(KelJson *container, KelJson *value, KelError **error) noexcept
 {
+    if (!json_is_container(value))
+        return false;  // a scalar is nobody's ancestor
     bool cycle = value == container;
     if (!cycle && !is_empty_container(value)) {
         for (const KelJson *p = container->parent; p != nullptr; p = p->parent) {
@@ -392,6 +394,8 @@ void kel_json_delete(KelJson *json)
 
 gint64 kel_json_i64_get(const KelJson *json)
 {
+    if (json == nullptr)  // outside the contract, but never a crash
+        return 0;
     switch (json->type) {
     case KEL_JSON_INT64:
     case KEL_JSON_UINT64:
@@ -406,6 +410,8 @@ gint64 kel_json_i64_get(const KelJson *json)
 
 guint64 kel_json_u64_get(const KelJson *json)
 {
+    if (json == nullptr)  // outside the contract, but never a crash
+        return 0;
     switch (json->type) {
     case KEL_JSON_INT64:
     case KEL_JSON_UINT64:
@@ -420,6 +426,8 @@ guint64 kel_json_u64_get(const KelJson *json)
 
 KelUint128 kel_json_u128_get(const KelJson *json)
 {
+    if (json == nullptr)  // outside the contract, but never a crash
+        return KelUint128{0, 0};
     switch (json->type) {
     case KEL_JSON_INT64:  // no sign extension
     case KEL_JSON_UINT64:
@@ -435,6 +443,8 @@ KelUint128 kel_json_u128_get(const KelJson *json)
 
 double kel_json_double_get(const KelJson *json)
 {
+    if (json == nullptr)  // outside the contract, but never a crash
+        return 0.0;
     switch (json->type) {
     case KEL_JSON_INT64:
         return static_cast<double>(json->i64);

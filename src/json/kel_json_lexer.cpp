@@ -384,6 +384,16 @@ void skip_space_run(KelJsonLexer *lex) noexcept
 // the same value without error, so they are converted here directly.
 constexpr gsize kShortIntDigits = 18;
 
+// True for the decimal text of a non-negative integer below 2^128 (the lexer's
+// grammar rules out leading zeros, so the digit count decides, then the digits).
+bool fits_uint128(std::string_view text) noexcept
+{
+    constexpr std::string_view kMax = "340282366920938463463374607431768211455";
+    if (text.empty() || text[0] == '-')
+        return false;
+    return text.size() < kMax.size() || (text.size() == kMax.size() && text <= kMax);
+}
+
 int convert_integer(KelJsonLexer *lex) noexcept
 {
     const char *text = lex->text->str;
@@ -409,12 +419,11 @@ int convert_integer(KelJsonLexer *lex) noexcept
         lex_fail(lex, "Invalid integer: %s", text);
         return 0;
     }
-    // Outside int64 (either side). Below -2^63 the conversion wraps to the
-    // two's-complement value modulo 2^128 and above 2^128 - 1 it reduces
-    // modulo 2^128: the token keeps the low 128 bits, as the uint128
-    // arithmetic of the library does everywhere.
+    // Outside int64. Integers that no kind of the library holds exactly (below
+    // -2^63, or 2^128 and above) are refused rather than wrapped modulo 2^128:
+    // a document must never read back with a different number in it.
     KelUint128 u{};
-    if (kel_uint128_from_str(text, &u) != 0) {
+    if (!fits_uint128(text) || kel_uint128_from_str(text, &u) != 0) {
         lex_fail(lex, "Not a valid uint128 value: %s", text);
         return 0;
     }
@@ -823,7 +832,7 @@ void lex_unget(KelJsonLexer *lex, int c) noexcept { unread_saved(lex, c); }
 
 void lex_init(KelJsonLexer *lex, KelJsonLexGetFunc get, void *data, KelError **error)
 {
-    KEL_RETURN_IF_FAIL(lex != NULL);
+    KEL_RETURN_IF_FAIL(lex);
     lex->get = get;
     lex->data = data;
     lex->error = error;

@@ -3,9 +3,9 @@
 //
 // The grammar is the usual recursive one, but the parser keeps the open
 // arrays and objects on a heap stack of its own instead of recursing, so no
-// input can exhaust the thread's stack. The messages and error chains are
-// those of the recursive form: each state below is a point of the recursive
-// descent, named in the comments.
+// input can exhaust the thread's stack. Messages, positions and error chains
+// are exactly those of the recursive form; only the depth is limited
+// (KEL_JSON_MAX_DEPTH open containers).
 #include "kel_json_lexer.h"
 
 #include <cstring>

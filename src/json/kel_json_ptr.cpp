@@ -217,7 +217,8 @@ gboolean kel_json_ptr_build_array(const KelJson *array, GString *str)
 
 gboolean kel_json_ptr_build_obj(const KelJson *obj, const char *key, GString *str)
 {
-    if (obj == nullptr || obj->type != KEL_JSON_OBJECT)
+    // A NULL key is a caller error; refusing it beats printing "(null)".
+    if (obj == nullptr || obj->type != KEL_JSON_OBJECT || key == nullptr)
         return FALSE;
     if (!kel_json_ptr_ext(obj, str))
         return FALSE;

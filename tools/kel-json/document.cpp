@@ -1,5 +1,4 @@
 #include "document.h"
-#include "number_guard.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -56,42 +55,23 @@ JsonPtr load_document(const std::string &path, int load_flags, KelError **err)
         }
     }
 
-    NumberGuard guard;
-    JsonPtr doc;
-    if (FILE *watched = guard.wrap(fh)) {
-        errno = 0;
-        doc.reset(kel_json_loadf(watched, load_flags, err));
-        int read_errno = errno;
-        if (std::ferror(watched)) {
-            // The parser saw a read failure as the end of the input; the
-            // real cause goes on top of whatever it reported.
-            doc.reset();
-            push_io_error(err, "read error: " + errno_text(read_errno ? read_errno : EIO));
-        }
-        std::fclose(watched);
-    } else {
-        push_io_error(err, "cannot read: " + errno_text(errno));
+    errno = 0;
+    JsonPtr doc(kel_json_loadf(fh, load_flags, err));
+    const int read_errno = errno;
+    if (std::ferror(fh)) {
+        // The parser saw a read failure as the end of the input; the
+        // real cause goes on top of whatever it reported.
+        doc.reset();
+        push_io_error(err, "read error: " + errno_text(read_errno ? read_errno : EIO));
     }
     if (fh != stdin)
         std::fclose(fh);
-    if (doc && guard.found()) {
-        guard.report(err);
-        doc.reset();
-    }
     return doc;
 }
 
 JsonPtr load_text(const std::string &text, int load_flags, KelError **err)
 {
-    JsonPtr doc(kel_json_loads(text.c_str(), load_flags, err));
-    NumberGuard guard;
-    guard.feed(text.data(), text.size());
-    guard.finish();
-    if (doc && guard.found()) {
-        guard.report(err);
-        doc.reset();
-    }
-    return doc;
+    return JsonPtr(kel_json_loads(text.c_str(), load_flags, err));
 }
 
 const std::vector<OptionSpec> &input_option_specs()

@@ -16,12 +16,10 @@ std::string display_name(const std::string &path);
 
 // Loads FILE ("-" for standard input) through the library's stream loader.
 // Returns nothing and fills the chain on failure: the parser's errors, a
-// KEL_IO_FAIL error when the file cannot be opened or read, or a
-// KEL_JSON_PARSE_ERROR for an integer the library would not keep exactly
-// (see number_guard.h).
+// KEL_IO_FAIL error when the file cannot be opened or read.
 JsonPtr load_document(const std::string &path, int load_flags, KelError **err);
 
-// Loads a document given as text (set's VALUE), with the same checks.
+// Loads a document given as text (set's VALUE).
 JsonPtr load_text(const std::string &text, int load_flags, KelError **err);
 
 // Options of every subcommand that reads documents.
