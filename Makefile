@@ -13,14 +13,19 @@ PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev clang l
 
 all: build
 
-deps:
-	@missing=""; for p in $(PACKAGES); do \
+# $(call install-missing,PACKAGES): apt-get install those of PACKAGES that are missing.
+define install-missing
+	@missing=""; for p in $(1); do \
 	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
 	done; \
 	if [ -n "$$missing" ]; then \
 	  echo "installing:$$missing"; \
 	  $(SUDO) apt-get update -q && $(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y -q $$missing; \
 	fi
+endef
+
+deps:
+	$(call install-missing,$(PACKAGES))
 
 $(BUILD)/build.ninja:
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -69,14 +74,11 @@ PROFILE_PACKAGES := valgrind
 
 .PHONY: bench bench-deps profile profile-deps
 
-bench-deps profile-deps:
-	@missing=""; for p in $(PACKAGES) $(BENCH_PACKAGES) $(if $(filter profile-deps,$@),$(PROFILE_PACKAGES)); do \
-	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
-	done; \
-	if [ -n "$$missing" ]; then \
-	  echo "installing:$$missing"; \
-	  $(SUDO) apt-get update -q && $(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y -q $$missing; \
-	fi
+bench-deps:
+	$(call install-missing,$(PACKAGES) $(BENCH_PACKAGES))
+
+profile-deps:
+	$(call install-missing,$(PACKAGES) $(BENCH_PACKAGES) $(PROFILE_PACKAGES))
 
 $(BENCH_BUILD)/build.ninja:
 	cmake -S bench -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release
@@ -90,4 +92,4 @@ profile: profile-deps $(BENCH_BUILD)/build.ninja
 	bench/profile.sh $(BENCH_BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) build-fuzz

@@ -1,4 +1,5 @@
 // The serializer's fixed point: a sorted dump parses back and dumps the same.
+#include <cstdlib>
 #include <cstring>
 
 #include "fuzz_common.h"
@@ -16,6 +17,17 @@ void check_fixed_point(KelJson *doc, guint32 flags)
     char *second = nullptr;
     fuzz::must(kel_json_sdump(again.json, &second, flags), "reparsed document dumps");
     fuzz::must(std::strcmp(first, second) == 0, "dump, parse, dump is a fixed point");
+
+    // The stream sink writes the same text as the string sink.
+    char *streamed = nullptr;
+    size_t streamed_len = 0;
+    FILE *fh = open_memstream(&streamed, &streamed_len);
+    fuzz::must(fh != nullptr, "memory stream");
+    const gboolean ok = kel_json_fdump(doc, fh, flags, 0);
+    std::fclose(fh);
+    fuzz::must(ok, "a document that dumps to a string dumps to a stream");
+    fuzz::must(std::string_view(streamed, streamed_len) == first, "both sinks agree");
+    std::free(streamed);
     g_free(first);
     g_free(second);
 }

@@ -19,6 +19,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                        !kel_json_subset(left.json, left.json, KEL_JSON_SUBSET_EQUAL),
                    "a copy equals its source");
     }
+    if (left.json->type == KEL_JSON_OBJECT || left.json->type == KEL_JSON_ARRAY) {
+        // A container merged with an equal copy of itself is that container again.
+        for (guint flags : {0u, guint(KEL_JSON_UNION_IN_PLACE)}) {
+            fuzz::Doc copy(kel_json_copy(left.json));
+            fuzz::Errors err;
+            KelJson *merged = flags ? kel_json_union(copy.json, left.json, flags, &err)
+                                    : kel_json_union(left.json, copy.json, flags, &err);
+            fuzz::must(merged != nullptr, "a union with an equal value succeeds");
+            fuzz::must(!flags || merged == copy.json, "an in-place union returns its left");
+            fuzz::must(kel_json_subset(merged, left.json, KEL_JSON_SUBSET_EQUAL),
+                       "a union with an equal value changes nothing");
+            if (merged != copy.json)
+                kel_json_unref(merged);
+        }
+        KelJson *first = left.json->type == KEL_JSON_ARRAY
+                             ? kel_json_array_get_base(left.json, 0, 0, nullptr)
+                             : nullptr;
+        if (first)
+            fuzz::must(kel_json_array_find(left.json, first) != nullptr, "find sees an element");
+    }
     for (guint flags = 0; flags < 32; flags++) {
         fuzz::Doc target(flags & KEL_JSON_UNION_IN_PLACE ? kel_json_copy(left.json) : nullptr);
         fuzz::Errors err;

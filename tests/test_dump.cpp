@@ -193,6 +193,32 @@ TEST(DumpShape, UnsortedHoldsEveryMemberOnce)
     EXPECT_EQ(std::count(s.begin(), s.end(), ','), 19);
 }
 
+
+// The dump walks objects in place; the order must stay that of the key lists
+// (kel_json_obj_keys unsorted, kel_json_alpha_keys sorted), removals included.
+TEST(DumpShape, MemberOrderIsThatOfTheKeyLists)
+{
+    JsonRoot root(kel_json_obj_new_base(FALSE));
+    std::mt19937 rng(7);
+    for (int i = 0; i < 500; i++)
+        kel_json_obj_put_i64_base(root, ("m" + std::to_string(rng() % 100000)).c_str(), i, nullptr);
+    for (int i = 0; i < 100; i++)
+        kel_json_obj_remove(root, ("m" + std::to_string(rng() % 100000)).c_str());
+    for (KelStrArray *(*list)(KelJson *) : {kel_json_obj_keys, kel_json_alpha_keys}) {
+        KelStrArray *keys = list(root);
+        std::string expected = "{";
+        for (guint i = 0; i < keys->len; i++) {
+            const char *key = g_array_index(keys, char *, i);
+            if (i > 0)
+                expected += ',';
+            expected += std::string("\"") + key + "\":" +
+                        std::to_string(kel_json_i64_get(kel_json_obj_get_base(root, key, 0, nullptr)));
+        }
+        expected += '}';
+        kel_str_array_free(keys, TRUE);
+        EXPECT_EQ(dump(root, list == kel_json_obj_keys ? 0 : KEL_JSON_DUMP_SORTED), expected);
+    }
+}
 // ---- Numbers ---------------------------------------------------------------------------
 
 TEST(DumpNumbers, Integers)

@@ -1,11 +1,13 @@
 // Serialisation of JSON values to a GString or a FILE stream.
 //
-// The dump is a set of visitor callbacks sharing one KelJsonDumper. Both
-// sinks run the same callbacks; the string sink additionally takes fast paths
-// for text whose printf rendering is trivial (literal punctuation, integers,
-// indentation), appending it straight to the GString. Those paths produce the
-// same bytes as the formats named beside them; text that is genuinely
-// formatted ("%f" doubles, unusual indentation) still goes through `print`.
+// The dump is a set of visitor callbacks sharing one KelJsonDumper, run by
+// the visitor's walk in its in-place form (no key lists). Both sinks run the
+// same callbacks; the string sink additionally takes fast paths for text
+// whose printf rendering it can produce itself (literal punctuation,
+// integers, finite "%f" doubles, indentation), appending it straight to the
+// GString. Those paths produce the same bytes as the formats named beside
+// them; the rest (non-finite doubles, unusual indentation) still goes
+// through `print`.
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -13,7 +15,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "kel_internal.h"
+#include <langinfo.h>
+
+#include "kel_json_gstring.h"
+#include "kel_json_walk.h"
 
 namespace {
 
@@ -24,19 +29,7 @@ constexpr int kFail = KEL_JSON_VISIT_ABORT;
 // sink; anything else (negative or absurdly wide) is left to printf's "%*s".
 constexpr gint32 kMaxFastIndent = 1 << 20;
 
-// Appends to a GString, copying in place while the allocation has room. The
-// dump appends many tiny pieces; GLib's out-of-line append costs more than
-// the copy itself for those.
-inline void append(GString *s, const char *text, std::size_t n) noexcept
-{
-    if (G_LIKELY(s->len + n < s->allocated_len)) {
-        std::memcpy(s->str + s->len, text, n);
-        s->len += n;
-        s->str[s->len] = '\0';
-    } else {
-        g_string_append_len(s, text, static_cast<gssize>(n));
-    }
-}
+using kel::gstring_append;
 
 // ---- Sinks ------------------------------------------------------------------
 
@@ -99,7 +92,7 @@ struct DumpState {
     int lit(std::string_view text) noexcept
     {
         if (direct) {
-            append(direct, text.data(), text.size());
+            gstring_append(direct, text.data(), text.size());
             return kOk;
         }
         return d.print(d.out, text.data());
@@ -109,7 +102,7 @@ struct DumpState {
     int text(const char *s, std::size_t len) noexcept
     {
         if (direct) {
-            append(direct, s, len);
+            gstring_append(direct, s, len);
             return kOk;
         }
         return d.print(d.out, "%s", s);
@@ -191,7 +184,7 @@ int dump_u128(KelJson *, KelUint128 v, gpointer data)
         if (!st->direct)
             return st->d.print(st->d.out, "\"%s\"", buf);
         g_string_append_c(st->direct, '"');
-        append(st->direct, buf, static_cast<std::size_t>(n - 1));
+        gstring_append(st->direct, buf, static_cast<std::size_t>(n - 1));
         g_string_append_c(st->direct, '"');
         return kOk;
     }
@@ -216,11 +209,34 @@ int dump_double_roundtrip(DumpState *st, double v)
     return st->text(buf, static_cast<std::size_t>(end - buf));
 }
 
+// The bytes of "%f" for a finite `v`, appended to the string sink.
+// to_chars in fixed notation with six decimals is exact and rounds ties to
+// even like glibc's printf, at a fraction of the cost; only the decimal point
+// is the locale's in printf, so the '.' it always writes is replaced.
+void append_fixed6(GString *out, double v)
+{
+    char buf[320];  // sign, 309 integer digits, point, six decimals
+    const char *end = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 6).ptr;
+    const char *point = nl_langinfo(RADIXCHAR);
+    if (point[0] == '.' && point[1] == '\0') {
+        gstring_append(out, buf, static_cast<std::size_t>(end - buf));
+        return;
+    }
+    const char *dot = end - 7;  // six decimals follow the point
+    gstring_append(out, buf, static_cast<std::size_t>(dot - buf));
+    gstring_append(out, point, std::strlen(point));
+    gstring_append(out, dot + 1, 6);
+}
+
 int dump_double(KelJson *, double v, gpointer data)
 {
     DumpState *st = state(data);
     if (st->d.flags & KEL_JSON_DUMP_REAL_ROUNDTRIP)
         return dump_double_roundtrip(st, v);
+    if (st->direct && std::isfinite(v)) {
+        append_fixed6(st->direct, v);
+        return kOk;
+    }
     // printf's own fixed notation, locale separator included.
     return st->d.print(st->d.out, "%f", v);
 }
@@ -292,10 +308,7 @@ int dump_array_elem(KelJson *, int index, KelJson *, gpointer data)
     return r;
 }
 
-// kel_json_alpha_keys in the shape of the visitor's obj_keys slot.
-KelStrArray *sorted_keys(KelJson *obj, gpointer) { return kel_json_alpha_keys(obj); }
-
-constexpr KelJsonVisitor make_dump_visitor(bool sorted)
+constexpr KelJsonVisitor make_dump_visitor()
 {
     KelJsonVisitor v{};
     v.on_str = dump_str;
@@ -309,20 +322,22 @@ constexpr KelJsonVisitor make_dump_visitor(bool sorted)
     v.obj_begin = dump_obj_begin;
     v.obj_end = dump_obj_end;
     v.obj_member = dump_obj_member;
-    v.obj_keys = sorted ? sorted_keys : nullptr;
+    v.obj_keys = nullptr;  // the walk orders the members itself
     v.array_begin = dump_array_begin;
     v.array_end = dump_array_end;
     v.array_elem = dump_array_elem;
     return v;
 }
 
-constexpr KelJsonVisitor kDumpVisitor = make_dump_visitor(false);
-constexpr KelJsonVisitor kSortedDumpVisitor = make_dump_visitor(true);
+constexpr KelJsonVisitor kDumpVisitor = make_dump_visitor();
 
+// The callbacks never change the tree, so the walk reads the objects in
+// place: what kel_json_visit would show them with kel_json_alpha_keys as
+// obj_keys (sorted) or none, without key lists and lookups.
 gboolean run_dump(KelJson *root, DumpState &st)
 {
-    const KelJsonVisitor *v = (st.d.flags & KEL_JSON_DUMP_SORTED) ? &kSortedDumpVisitor : &kDumpVisitor;
-    return kel_json_visit(root, v, &st);
+    return kel::json_visit_in_place(root, &kDumpVisitor, &st,
+                                    (st.d.flags & KEL_JSON_DUMP_SORTED) != 0);
 }
 
 gboolean dump_to_string(KelJson *root, GString *out, guint32 flags, gint32 indent)

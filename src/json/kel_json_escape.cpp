@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "kel_internal.h"
+#include "kel_json_gstring.h"
 
 namespace {
 
@@ -103,11 +104,11 @@ inline void append_escape(GString *out, unsigned char c) noexcept
         buf[3] = '0';
         buf[4] = hex[c >> 4];
         buf[5] = hex[c & 0xF];
-        g_string_append_len(out, buf, 6);
+        kel::gstring_append(out, buf, 6);
         return;
     }
     }
-    g_string_append_len(out, buf, 2);
+    kel::gstring_append(out, buf, 2);
 }
 
 }  // namespace
@@ -139,19 +140,27 @@ int kel_json_escape_str_ext(const char *str, GString *out)
         if (cls == kPlain) {
             ++p;
         } else if (cls == kEscape) {
-            g_string_append_len(out, reinterpret_cast<const char *>(run), p - run);
+            kel::gstring_append(out, reinterpret_cast<const char *>(run),
+                                static_cast<std::size_t>(p - run));
             append_escape(out, *p);
             run = ++p;
         } else if (cls == kInvalid) {
             return -1;
         } else {
-            const std::size_t n = multibyte_length(p, static_cast<std::size_t>(end - p), cls);
-            if (n == 0)
-                return -1;
-            p += n;
+            // Text that is not ASCII tends to stay so: take its characters
+            // one after the other before going back to the word scan.
+            unsigned next = cls;
+            do {
+                const std::size_t n = multibyte_length(p, static_cast<std::size_t>(end - p), next);
+                if (n == 0)
+                    return -1;
+                p += n;
+                next = kByteClass.v[*p];  // *end is the NUL, no lead byte
+            } while (next >= kLead2 && next <= kLead4);
         }
     }
-    g_string_append_len(out, reinterpret_cast<const char *>(run), end - run);
+    kel::gstring_append(out, reinterpret_cast<const char *>(run),
+                        static_cast<std::size_t>(end - run));
     return static_cast<int>(out->len);
 }
 

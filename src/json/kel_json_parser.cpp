@@ -8,6 +8,7 @@
 // (KEL_JSON_MAX_DEPTH open containers).
 #include "kel_json_lexer.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace kel {
@@ -152,7 +153,10 @@ bool Parser::begin_member() noexcept
         return false;
     }
     OpenContainer &top = open_.top();
-    char *name = g_strndup(lex_->value.string.str, lex_->value.string.len);
+    // As for string values, the decoded name holds no NUL byte.
+    const gsize len = lex_->value.string.len;
+    auto *name = static_cast<char *>(g_malloc(len + 1));
+    memcpy(name, lex_->value.string.str, len + 1);
     if ((flags_ & KEL_JSON_LOAD_REJECT_DUPLICATES) != 0 && kel_json_obj_has_key(top.json, name)) {
         fail("Syntax error: duplicate key '%s'", name);
         g_free(name);
@@ -309,5 +313,10 @@ KelJson *kel_json_loadf(FILE *fh, int flags, KelError **error)
         return nullptr;
     }
     KelJsonFileSource source = {fh};
-    return load(file_source_get, &source, flags, error);
+    // One lock for the whole load; the reader then takes the bytes with the
+    // unlocked getc.
+    flockfile(fh);
+    KelJson *root = load(file_source_get, &source, flags, error);
+    funlockfile(fh);
+    return root;
 }

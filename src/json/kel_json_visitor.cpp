@@ -7,9 +7,10 @@
 // formulation ("iterate"): each container runs
 //   on_obj/on_array -> key list -> begin -> member loop -> end -> free keys
 // and hands its result to the member loop of its parent.
+#include <algorithm>
 #include <cstring>
 
-#include "kel_internal.h"
+#include "kel_json_walk.h"
 
 namespace {
 
@@ -19,12 +20,41 @@ constexpr Code kContinue = KEL_JSON_VISIT_CONTINUE;
 constexpr Code kSkip = KEL_JSON_VISIT_SKIP;
 constexpr Code kAbort = KEL_JSON_VISIT_ABORT;
 
+// How objects are walked: by the key list (obj_keys or kel_json_obj_keys)
+// with a lookup per name, or, for the serializer, in place.
+enum class Members { kByKeys, kInPlace, kInPlaceSorted };
+
+// A member of an object walked in sorted order.
+struct Member {
+    const char *key;
+    KelJson *value;
+};
+
 // A container whose member loop is running.
 struct Frame {
     KelJson *container;
-    KelStrArray *keys;  // objects only; owned by the walk
-    int pos;            // next key or element position
+    KelStrArray *keys;     // objects walked by keys; owned by the walk
+    Member *members;       // objects walked sorted; owned by the walk
+    GHashTableIter iter;   // objects walked in place, unsorted
+    int pos;               // next key or element position
 };
+
+// The members of `obj` in strcmp order of their names (the order of
+// kel_json_alpha_keys; names are unique, so the order is total).
+Member *sorted_members(KelJson *obj) noexcept
+{
+    const guint n = g_hash_table_size(obj->obj);
+    Member *members = g_new(Member, n);
+    GHashTableIter it;
+    g_hash_table_iter_init(&it, obj->obj);
+    gpointer k;
+    gpointer v;
+    for (guint i = 0; g_hash_table_iter_next(&it, &k, &v); i++)
+        members[i] = Member{static_cast<const char *>(k), static_cast<KelJson *>(v)};
+    std::sort(members, members + n,
+              [](const Member &a, const Member &b) { return std::strcmp(a.key, b.key) < 0; });
+    return members;
+}
 
 // Stack of frames with inline room for ordinary documents; only deeper ones
 // cost a heap block. Frames are trivially copyable, so growth is a realloc.
@@ -74,7 +104,10 @@ private:
 
 class Walker {
 public:
-    Walker(const KelJsonVisitor *v, gpointer data) noexcept : v_(v), data_(data) {}
+    Walker(const KelJsonVisitor *v, gpointer data, Members mode = Members::kByKeys) noexcept
+        : v_(v), data_(data), mode_(mode)
+    {
+    }
 
     // The handling of `value` by kind, as the recursive worker "iterate" does
     // it, run to completion; returns the value's visit code.
@@ -140,10 +173,16 @@ private:
             if (r == kSkip)
                 return kContinue;  // skipped whole: no keys, begin or end
         }
-        KelStrArray *keys = nullptr;
-        if (is_obj)
-            keys = v_->obj_keys ? v_->obj_keys(c, data_) : kel_json_obj_keys(c);
-        stack_.push(Frame{c, keys, 0});
+        Frame f{c, nullptr, nullptr, {}, 0};
+        if (is_obj) {
+            if (mode_ == Members::kInPlace)
+                g_hash_table_iter_init(&f.iter, c->obj);
+            else if (mode_ == Members::kInPlaceSorted)
+                f.members = sorted_members(c);
+            else
+                f.keys = v_->obj_keys ? v_->obj_keys(c, data_) : kel_json_obj_keys(c);
+        }
+        stack_.push(f);
         const Code r = begin ? begin(c, data_) : kContinue;
         if (r != kContinue)
             return finish(r);  // pops the frame again
@@ -167,6 +206,7 @@ private:
         }
         if (f.keys)
             kel_str_array_free(f.keys, TRUE);
+        g_free(f.members);
         stack_.pop();
         return result;
     }
@@ -176,6 +216,8 @@ private:
     KelJson *next_member(Frame &f, Code *r) noexcept
     {
         KelJson *c = f.container;
+        if (c->type == KEL_JSON_OBJECT && mode_ != Members::kByKeys)
+            return next_in_place(f, r);
         if (c->type == KEL_JSON_OBJECT) {
             if (f.keys == nullptr)
                 return nullptr;
@@ -193,12 +235,39 @@ private:
             return nullptr;
         }
         const int i = f.pos;
-        KelJson *m = kel_json_array_get_base(c, i, 0, nullptr);
+        KelJson *m;
+        if (mode_ != Members::kByKeys)  // the same element, read in place
+            m = static_cast<guint>(i) < c->array->len
+                    ? static_cast<KelJson *>(g_ptr_array_index(c->array, i))
+                    : nullptr;
+        else
+            m = kel_json_array_get_base(c, i, 0, nullptr);
         if (m == nullptr)
             return nullptr;
         f.pos++;
         *r = v_->array_elem ? v_->array_elem(c, i, m, data_) : kContinue;
         return m;
+    }
+
+    // next_member for an object walked in place.
+    KelJson *next_in_place(Frame &f, Code *r) noexcept
+    {
+        gpointer key;
+        gpointer m;
+        if (mode_ == Members::kInPlaceSorted) {
+            if (static_cast<guint>(f.pos) >= g_hash_table_size(f.container->obj))
+                return nullptr;
+            key = const_cast<char *>(f.members[f.pos].key);
+            m = f.members[f.pos].value;
+        } else if (!g_hash_table_iter_next(&f.iter, &key, &m)) {
+            return nullptr;
+        }
+        const int i = f.pos++;
+        auto *member = static_cast<KelJson *>(m);
+        *r = v_->obj_member ? v_->obj_member(f.container, static_cast<const char *>(key), member,
+                                             i == 0, data_)
+                            : kContinue;
+        return member;
     }
 
     // Runs member loops until the container that was opened first is done.
@@ -233,10 +302,23 @@ private:
 
     const KelJsonVisitor *v_;
     gpointer data_;
+    Members mode_;
     FrameStack stack_;
 };
 
 }  // namespace
+
+gboolean kel::json_visit_in_place(KelJson *json, const KelJsonVisitor *visitor, gpointer data,
+                                  bool sorted) noexcept
+{
+    if (visitor->on_value) {
+        const int r = visitor->on_value(json, data);
+        if (r != KEL_JSON_VISIT_CONTINUE)
+            return r != KEL_JSON_VISIT_ABORT;
+    }
+    Walker walker(visitor, data, sorted ? Members::kInPlaceSorted : Members::kInPlace);
+    return walker.run(json) != KEL_JSON_VISIT_ABORT;
+}
 
 extern "C" gboolean kel_json_visit(KelJson *json, const KelJsonVisitor *visitor, gpointer data)
 {
