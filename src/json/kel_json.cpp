@@ -31,7 +31,11 @@ void free_node(KelJson *json) noexcept
 {
     switch (json->type) {
     case KEL_JSON_OBJECT:
-        g_hash_table_destroy(json->obj);
+        // The node holds the table's only reference, so the unref releases
+        // every member (name, then value, in table order) exactly as
+        // g_hash_table_destroy would, without the fresh empty storage that
+        // g_hash_table_remove_all sets up for a table that lives on.
+        g_hash_table_unref(json->obj);
         break;
     case KEL_JSON_ARRAY:
         g_ptr_array_free(json->array, TRUE);

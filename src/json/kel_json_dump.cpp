@@ -17,7 +17,9 @@
 
 #include <langinfo.h>
 
+#include "kel_json_decimal.h"
 #include "kel_json_gstring.h"
+#include "kel_json_plain.h"
 #include "kel_json_walk.h"
 
 namespace {
@@ -152,25 +154,26 @@ int dump_bool(KelJson *, gboolean b, gpointer data)
     return state(data)->lit(b ? "true" : "false");
 }
 
-template <typename T>
-int dump_integer(DumpState *st, T v, const char *fmt)
-{
-    if (st->direct) {
-        char buf[24];
-        const auto res = std::to_chars(buf, buf + sizeof buf, v);
-        return st->text(buf, static_cast<std::size_t>(res.ptr - buf));
-    }
-    return st->d.print(st->d.out, fmt, v);
-}
-
 int dump_i64(KelJson *, gint64 v, gpointer data)
 {
-    return dump_integer(state(data), static_cast<long>(v), "%ld");
+    DumpState *st = state(data);
+    if (!st->direct)
+        return st->d.print(st->d.out, "%ld", static_cast<long>(v));
+    char buf[kel::kMaxDecimalChars];
+    char *const end = buf + sizeof buf;
+    const char *const digits = kel::format_decimal(end, v);
+    return st->text(digits, static_cast<std::size_t>(end - digits));
 }
 
 int dump_u64(KelJson *, guint64 v, gpointer data)
 {
-    return dump_integer(state(data), static_cast<unsigned long>(v), "%lu");
+    DumpState *st = state(data);
+    if (!st->direct)
+        return st->d.print(st->d.out, "%lu", static_cast<unsigned long>(v));
+    char buf[kel::kMaxDecimalChars];
+    char *const end = buf + sizeof buf;
+    const char *const digits = kel::format_decimal(end, v);
+    return st->text(digits, static_cast<std::size_t>(end - digits));
 }
 
 int dump_u128(KelJson *, KelUint128 v, gpointer data)
@@ -280,14 +283,45 @@ int dump_array_begin(KelJson *, gpointer data) { return open_container(state(dat
 int dump_obj_end(KelJson *, gpointer data) { return state(data)->close('}'); }
 int dump_array_end(KelJson *, gpointer data) { return state(data)->close(']'); }
 
+// Member names up to this length that need no escaping are written by the
+// string sink in one append (see append_plain_name).
+constexpr std::size_t kMaxFastName = 64;
+
+// Appends `,"name":` (the comma when `comma`, a blank after the colon when
+// `pretty`) when the name is short text that escaping copies unchanged: the
+// bytes the quote, kel_json_escape_str_ext, the quote and ":" would write.
+// Appends nothing and returns false for any other name.
+bool append_plain_name(GString *out, const char *key, bool comma, bool pretty) noexcept
+{
+    const std::size_t n = std::strlen(key);
+    if (n > kMaxFastName || !kel::is_plain_ascii(key, n))
+        return false;
+    char *w = kel::gstring_extend(out, n + 3 + (comma ? 1 : 0) + (pretty ? 1 : 0));
+    if (comma)
+        *w++ = ',';
+    *w++ = '"';
+    std::memcpy(w, key, n);
+    w += n;
+    *w++ = '"';
+    *w = ':';
+    if (pretty)
+        w[1] = ' ';
+    return true;
+}
+
 int dump_obj_member(KelJson *, const char *key, KelJson *, gboolean first, gpointer data)
 {
     DumpState *st = state(data);
+    const bool pretty = st->pretty();
+    if (st->direct && !pretty && append_plain_name(st->direct, key, !first, false))
+        return kOk;
     int r = kOk;
     if (!first)
         r = st->lit(",");
-    if (r == kOk && st->pretty())
+    if (r == kOk && pretty)
         r = st->newline_indent();
+    if (r == kOk && st->direct && pretty && append_plain_name(st->direct, key, false, true))
+        return kOk;
     if (r == kOk)
         r = st->str(key);
     if (r == kOk)

@@ -10,6 +10,7 @@
 
 #include "kel_internal.h"
 #include "kel_json_gstring.h"
+#include "kel_json_plain.h"
 
 namespace {
 
@@ -45,22 +46,6 @@ constexpr auto kByteClass = [] {
     }
     return t;
 }();
-
-// True when one of the eight bytes of `w` is not plain ASCII that can be
-// copied: a control byte, '"', '\\' or a byte with the top bit set. Each test
-// is the classic "has a byte below n" word trick; false positives are
-// impossible for the whole word, so the caller can trust a false answer.
-constexpr bool word_needs_attention(std::uint64_t w) noexcept
-{
-    constexpr std::uint64_t ones = 0x0101010101010101ULL;
-    constexpr std::uint64_t highs = 0x8080808080808080ULL;
-    const std::uint64_t below_space = (w - ones * 0x20) & ~w;
-    const std::uint64_t quote = w ^ (ones * '"');
-    const std::uint64_t backslash = w ^ (ones * '\\');
-    const std::uint64_t is_quote = (quote - ones) & ~quote;
-    const std::uint64_t is_backslash = (backslash - ones) & ~backslash;
-    return ((below_space | is_quote | is_backslash | w) & highs) != 0;
-}
 
 // Length of the valid UTF-8 character of class `cls` at `p`, or 0 when the
 // sequence is invalid (cut short, bad continuation, overlong, surrogate or
@@ -129,7 +114,7 @@ int kel_json_escape_str_ext(const char *str, GString *out)
         while (end - p >= 8) {
             std::uint64_t w;
             std::memcpy(&w, p, sizeof w);
-            if (word_needs_attention(w))
+            if (kel::word_needs_attention(w))
                 break;
             p += 8;
         }

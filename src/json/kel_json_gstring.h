@@ -22,4 +22,18 @@ inline void gstring_append(GString *s, const char *text, std::size_t n) noexcept
     }
 }
 
+// Lengthens the string by `n` bytes (NUL-terminated behind them) and returns
+// where the caller writes them.
+inline char *gstring_extend(GString *s, std::size_t n) noexcept
+{
+    const gsize at = s->len;
+    if (G_LIKELY(at + n < s->allocated_len)) {
+        s->len = at + n;
+        s->str[s->len] = '\0';
+    } else {
+        g_string_set_size(s, at + n);
+    }
+    return s->str + at;
+}
+
 }  // namespace kel

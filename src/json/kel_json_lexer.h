@@ -12,6 +12,12 @@ namespace kel {
 // str_source_get and then reads the string directly instead of calling
 // through the pointer; every counter stays as if it had called it.
 int str_source_get(void *data) noexcept;
+
+// The record behind str_source_get: the source and the end of its text (its
+// NUL), which lets the lexer read the text a word at a time.
+struct StrInput : KelJsonStrSource {
+    const char *end;
+};
 int file_source_get(void *data) noexcept;
 
 // Reads the next token into lex->token / lex->value. 1 on success (the end

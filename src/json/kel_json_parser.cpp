@@ -95,6 +95,17 @@ private:
     // Reports a syntax error at the read position; the caller then fails.
     std::nullptr_t fail(const char *format, ...) noexcept G_GNUC_PRINTF(2, 3);
 
+    // A new copy of the string token's text. The lexer may leave that text
+    // in the input, without a NUL behind it.
+    char *copy_token_text() const noexcept
+    {
+        const gsize len = lex_->value.string.len;
+        auto *copy = static_cast<char *>(g_malloc(len + 1));
+        memcpy(copy, lex_->value.string.str, len);
+        copy[len] = '\0';
+        return copy;
+    }
+
     KelJson *make_scalar() noexcept;
     bool begin_member() noexcept;
     static KelJson *close_object(KelJson *obj) noexcept;
@@ -121,10 +132,8 @@ KelJson *Parser::make_scalar() noexcept
     case KEL_JSON_TOKEN_STRING: {
         // The lexer has validated and decoded the text (it holds no NUL
         // byte), so the copy needs no second validation.
-        const gsize len = lex_->value.string.len;
         KelJson *json = json_alloc(KEL_JSON_STRING);
-        json->str = static_cast<char *>(g_malloc(len + 1));
-        memcpy(json->str, lex_->value.string.str, len + 1);
+        json->str = copy_token_text();
         return json;
     }
     case KEL_JSON_TOKEN_INTEGER:
@@ -154,9 +163,7 @@ bool Parser::begin_member() noexcept
     }
     OpenContainer &top = open_.top();
     // As for string values, the decoded name holds no NUL byte.
-    const gsize len = lex_->value.string.len;
-    auto *name = static_cast<char *>(g_malloc(len + 1));
-    memcpy(name, lex_->value.string.str, len + 1);
+    char *name = copy_token_text();
     if ((flags_ & KEL_JSON_LOAD_REJECT_DUPLICATES) != 0 && kel_json_obj_has_key(top.json, name)) {
         fail("Syntax error: duplicate key '%s'", name);
         g_free(name);
@@ -293,7 +300,8 @@ KelJson *kel_json_loads(const char *in, int flags, KelError **error)
         json_arg_failed(error, "kel_json_loads", "in");
         return nullptr;
     }
-    if (strnlen(in, kMaxStringInput + 1) > kMaxStringInput) {
+    const gsize len = strnlen(in, kMaxStringInput + 1);
+    if (len > kMaxStringInput) {
         // Reported like a syntax error, with the position item of an
         // untouched lexer (line 1, column 0, position 0).
         KelJsonLexer lex;
@@ -302,7 +310,10 @@ KelJson *kel_json_loads(const char *in, int flags, KelError **error)
         g_string_free(lex.text, TRUE);
         return nullptr;
     }
-    KelJsonStrSource source = {in, 0};
+    StrInput source;
+    source.str = in;
+    source.pos = 0;
+    source.end = in + len;
     return load(str_source_get, &source, flags, error);
 }
 

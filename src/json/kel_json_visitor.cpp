@@ -24,37 +24,70 @@ constexpr Code kAbort = KEL_JSON_VISIT_ABORT;
 // with a lookup per name, or, for the serializer, in place.
 enum class Members { kByKeys, kInPlace, kInPlaceSorted };
 
-// A member of an object walked in sorted order.
+// A member of an object walked in place.
 struct Member {
     const char *key;
     KelJson *value;
 };
 
+// The members of the objects being walked in place, innermost object last:
+// each object's members are collected in one g_hash_table_foreach when its
+// walk begins (cheaper than an iterator step per member) and dropped when it
+// ends. foreach visits the table in the order of g_hash_table_iter_next.
+class MemberBuffer {
+public:
+    MemberBuffer() = default;
+    MemberBuffer(const MemberBuffer &) = delete;
+    MemberBuffer &operator=(const MemberBuffer &) = delete;
+    ~MemberBuffer() { g_free(data_); }
+
+    guint size() const noexcept { return size_; }
+    const Member &operator[](guint i) const noexcept { return data_[i]; }
+    void truncate(guint size) noexcept { size_ = size; }
+
+    // Appends the members of `obj`, in strcmp order of their names when
+    // `sorted` (the order of kel_json_alpha_keys; names are unique, so the
+    // order is total).
+    void append(KelJson *obj, bool sorted) noexcept
+    {
+        const guint first = size_;
+        const guint n = g_hash_table_size(obj->obj);
+        if (n > capacity_ - size_)
+            grow(n);
+        g_hash_table_foreach(obj->obj, add, this);
+        if (sorted) {
+            std::sort(data_ + first, data_ + size_, [](const Member &a, const Member &b) {
+                return std::strcmp(a.key, b.key) < 0;
+            });
+        }
+    }
+
+private:
+    static void add(gpointer key, gpointer value, gpointer self) noexcept
+    {
+        auto *buf = static_cast<MemberBuffer *>(self);
+        buf->data_[buf->size_++] = Member{static_cast<const char *>(key), static_cast<KelJson *>(value)};
+    }
+
+    void grow(guint n) noexcept
+    {
+        capacity_ = std::max(capacity_ * 2, size_ + n);
+        data_ = g_renew(Member, data_, capacity_);
+    }
+
+    Member *data_ = nullptr;
+    guint size_ = 0;
+    guint capacity_ = 0;
+};
+
 // A container whose member loop is running.
 struct Frame {
     KelJson *container;
-    KelStrArray *keys;     // objects walked by keys; owned by the walk
-    Member *members;       // objects walked sorted; owned by the walk
-    GHashTableIter iter;   // objects walked in place, unsorted
-    int pos;               // next key or element position
+    KelStrArray *keys;  // objects walked by keys; owned by the walk
+    guint first;        // objects walked in place: their first member in the buffer
+    guint count;        // and how many they have
+    int pos;            // next key or element position
 };
-
-// The members of `obj` in strcmp order of their names (the order of
-// kel_json_alpha_keys; names are unique, so the order is total).
-Member *sorted_members(KelJson *obj) noexcept
-{
-    const guint n = g_hash_table_size(obj->obj);
-    Member *members = g_new(Member, n);
-    GHashTableIter it;
-    g_hash_table_iter_init(&it, obj->obj);
-    gpointer k;
-    gpointer v;
-    for (guint i = 0; g_hash_table_iter_next(&it, &k, &v); i++)
-        members[i] = Member{static_cast<const char *>(k), static_cast<KelJson *>(v)};
-    std::sort(members, members + n,
-              [](const Member &a, const Member &b) { return std::strcmp(a.key, b.key) < 0; });
-    return members;
-}
 
 // Stack of frames with inline room for ordinary documents; only deeper ones
 // cost a heap block. Frames are trivially copyable, so growth is a realloc.
@@ -173,14 +206,15 @@ private:
             if (r == kSkip)
                 return kContinue;  // skipped whole: no keys, begin or end
         }
-        Frame f{c, nullptr, nullptr, {}, 0};
+        Frame f{c, nullptr, 0, 0, 0};
         if (is_obj) {
-            if (mode_ == Members::kInPlace)
-                g_hash_table_iter_init(&f.iter, c->obj);
-            else if (mode_ == Members::kInPlaceSorted)
-                f.members = sorted_members(c);
-            else
+            if (mode_ != Members::kByKeys) {
+                f.first = members_.size();
+                members_.append(c, mode_ == Members::kInPlaceSorted);
+                f.count = members_.size() - f.first;
+            } else {
                 f.keys = v_->obj_keys ? v_->obj_keys(c, data_) : kel_json_obj_keys(c);
+            }
         }
         stack_.push(f);
         const Code r = begin ? begin(c, data_) : kContinue;
@@ -206,7 +240,8 @@ private:
         }
         if (f.keys)
             kel_str_array_free(f.keys, TRUE);
-        g_free(f.members);
+        else if (f.count > 0)
+            members_.truncate(f.first);
         stack_.pop();
         return result;
     }
@@ -252,22 +287,12 @@ private:
     // next_member for an object walked in place.
     KelJson *next_in_place(Frame &f, Code *r) noexcept
     {
-        gpointer key;
-        gpointer m;
-        if (mode_ == Members::kInPlaceSorted) {
-            if (static_cast<guint>(f.pos) >= g_hash_table_size(f.container->obj))
-                return nullptr;
-            key = const_cast<char *>(f.members[f.pos].key);
-            m = f.members[f.pos].value;
-        } else if (!g_hash_table_iter_next(&f.iter, &key, &m)) {
+        if (static_cast<guint>(f.pos) >= f.count)
             return nullptr;
-        }
         const int i = f.pos++;
-        auto *member = static_cast<KelJson *>(m);
-        *r = v_->obj_member ? v_->obj_member(f.container, static_cast<const char *>(key), member,
-                                             i == 0, data_)
-                            : kContinue;
-        return member;
+        const Member &m = members_[f.first + static_cast<guint>(i)];
+        *r = v_->obj_member ? v_->obj_member(f.container, m.key, m.value, i == 0, data_) : kContinue;
+        return m.value;
     }
 
     // Runs member loops until the container that was opened first is done.
@@ -304,6 +329,7 @@ private:
     gpointer data_;
     Members mode_;
     FrameStack stack_;
+    MemberBuffer members_;
 };
 
 }  // namespace

@@ -1,0 +1,216 @@
+// The parser's and serializer's fast paths against the general ones.
+//
+// kel_json_loads reads whole tokens in place (white space, punctuation, plain
+// strings, short numbers, words); kel_json_loadf reads the same bytes one at
+// a time through the general lexer. The string sink of the dump writes plain
+// member names and integers itself; the stream sink goes through printf and
+// the escaper. Each pair must agree byte for byte, errors and positions
+// included.
+#include <cinttypes>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "parse_check.h"
+
+namespace {
+
+using kel_parse_test::Loaded;
+using kel_parse_test::load;
+using kel_parse_test::Source;
+using kel_test::JsonRoot;
+
+// Value (sorted compact dump) and error chain with positions, as one line.
+std::string outcome(Source source, const std::string &text)
+{
+    Loaded r;
+    load(source, text, 0, r);
+    std::string out = r.root.json != nullptr ? "value " + kel_test::dump(r.root.json) : "";
+    for (const auto &e : r.chain()) {
+        out += " | " + e.message + " @" + std::to_string(e.at.line) + ":" +
+               std::to_string(e.at.column) + ":" + std::to_string(e.at.position);
+    }
+    return out;
+}
+
+// Every prefix of each seed and every one-byte mutation of it must load the
+// same through both sources. Returns how many texts were compared.
+int compare_mutations(const std::vector<std::string> &seeds, const std::string &replacements)
+{
+    int compared = 0;
+    for (const std::string &seed : seeds) {
+        for (size_t i = 0; i <= seed.size(); i++) {
+            std::vector<std::string> variants = {seed.substr(0, i)};
+            for (char r : replacements) {
+                if (i < seed.size())
+                    variants.push_back(seed.substr(0, i) + r + seed.substr(i + 1));
+            }
+            for (const std::string &text : variants) {
+                EXPECT_EQ(outcome(Source::String, text), outcome(Source::Stream, text)) << text;
+                compared++;
+            }
+        }
+    }
+    return compared;
+}
+
+TEST(FastLexer, TokensInPlaceMatchByteWiseReading)
+{
+    // Numbers and words against every kind of terminator (the end of input,
+    // letters, bytes of 0x80 and above, bad sequences), indentation of eight
+    // blanks and more, plain strings of one to many characters, multi-byte
+    // characters at the edges of strings.
+    const std::vector<std::string> seeds = {
+        "{\n        \"id\": 205705993,\n        \"n\": -0,\n\t\"r\": 1.5e-3}",
+        "[0,-12,123456789012345678,1234567890123456789,9.75,1E+2,true,false,null]",
+        "[7\xC3\xA9, 8\xE2\x82\xAC, 9\x80, null\xC3\xA9, true\x80, -\xC3\xA9]",
+        "                \"\xC3\xA9t\xC3\xA9\"          :  \"plain text of some length\"",
+        "[\"\", \"a\", \"\xF0\x9F\x98\x80\", \"x\\ty\", \"\x7F\"]\r\n   ",
+        "[1e400, 1e-400, 0.0, -0.0, 2.2250738585072014e-308, 4.9e-324]",
+    };
+    const std::string replacements = {' ', '\n', '"', '\\', '\x80', '\xC3', '\xE2', 'x', '1',
+                                      '.', 'e', '-', '+', '0', ',', ']', '}', '\x1F', 'u', 'l'};
+    EXPECT_GT(compare_mutations(seeds, replacements), 5000);
+}
+
+TEST(FastLexer, RandomDocumentsMatchByteWiseReading)
+{
+    // Random sequences of token pieces, most of them invalid documents.
+    const char *const pieces[] = {"{", "}", "[", "]", ":", ",", " ", "        ", "\n", "\t",
+                                  "\"k\"", "\"\xC3\xA9\"", "\"a\\n\"", "\"", "1", "-", "0",
+                                  "12345", ".5", "e7", "E-", "true", "fals", "null", "nul",
+                                  "\xC3", "\x80", "\xE2\x82\xAC", "x"};
+    std::mt19937 rng(20261123);
+    std::uniform_int_distribution<size_t> pick(0, std::size(pieces) - 1);
+    std::uniform_int_distribution<int> length(1, 12);
+    for (int i = 0; i < 4000; i++) {
+        std::string text;
+        for (int n = length(rng); n > 0; n--)
+            text += pieces[pick(rng)];
+        ASSERT_EQ(outcome(Source::String, text), outcome(Source::Stream, text)) << text;
+    }
+}
+
+// The compact and pretty dumps of `json` through the string sink and the
+// stream sink, which must agree.
+void expect_sinks_agree(KelJson *json, guint32 flags)
+{
+    for (guint32 pretty : {0u, static_cast<guint32>(KEL_JSON_DUMP_PRETTY)}) {
+        GString *s = g_string_new(nullptr);
+        const gboolean s_ok = kel_json_sdump_ext(json, s, flags | pretty, 0);
+        char *buf = nullptr;
+        size_t size = 0;
+        FILE *fh = open_memstream(&buf, &size);
+        ASSERT_NE(fh, nullptr);
+        const gboolean f_ok = kel_json_fdump(json, fh, flags | pretty, 0);
+        fclose(fh);
+        EXPECT_EQ(s_ok, f_ok);
+        if (s_ok && f_ok) {
+            EXPECT_EQ(std::string(s->str, s->len), std::string(buf, size));
+        }
+        free(buf);
+        g_string_free(s, TRUE);
+    }
+}
+
+TEST(FastDump, IntegersAsPrintfWritesThem)
+{
+    std::vector<gint64> signed_values = {0, 1, -1, 9, 10, -10, 99, 100, 101, G_MAXINT32,
+                                         G_MININT32, static_cast<gint64>(G_MAXUINT32),
+                                         static_cast<gint64>(G_MAXUINT32) + 1, G_MAXINT64,
+                                         G_MININT64, G_MININT64 + 1};
+    std::vector<guint64> unsigned_values = {0, 9, 10, G_MAXUINT32, G_MAXUINT64,
+                                            G_MAXUINT64 - 1, 10000000000000000000ULL};
+    for (guint64 p = 1; p <= 1000000000000000000ULL; p *= 10) {
+        for (guint64 v : {p - 1, p, p + 1}) {
+            signed_values.push_back(static_cast<gint64>(v));
+            signed_values.push_back(-static_cast<gint64>(v));
+            unsigned_values.push_back(v * 10 + 5);
+        }
+    }
+    std::mt19937_64 rng(7);
+    for (int i = 0; i < 2000; i++) {
+        const guint64 bits = rng() >> (rng() % 64);
+        signed_values.push_back(static_cast<gint64>(bits));
+        unsigned_values.push_back(bits);
+    }
+    JsonRoot signed_array(kel_json_array_new_base(0, FALSE));
+    std::string expected = "[";
+    for (gint64 v : signed_values) {
+        JsonRoot one(kel_json_i64_new_base(v));
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%" G_GINT64_FORMAT, v);
+        ASSERT_EQ(kel_test::dump(one.json, 0), buf);
+        expected += std::string(expected.size() > 1 ? "," : "") + buf;
+        ASSERT_TRUE(kel_json_array_push_base(signed_array.json, kel_json_i64_new_base(v), nullptr));
+    }
+    EXPECT_EQ(kel_test::dump(signed_array.json, 0), expected + "]");
+    expect_sinks_agree(signed_array.json, 0);
+    for (guint64 v : unsigned_values) {
+        JsonRoot one(kel_json_u64_new_base(v));
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%" G_GUINT64_FORMAT, v);
+        ASSERT_EQ(kel_test::dump(one.json, 0), buf);
+    }
+}
+
+TEST(FastDump, MemberNamesAsTheEscaperWritesThem)
+{
+    // Names around the length limit of the fast path, names that need
+    // escaping or are not ASCII, and the empty name, in objects of one and of
+    // many members, nested, sorted and not.
+    std::vector<std::string> names = {"", "a", "id", "205705993", "with space", "\x7F",
+                                      "quote\"d", "back\\slash", "tab\there", "\x01", "\xC3\xA9t\xC3\xA9",
+                                      "\xE2\x82\xAC sign", std::string(7, 'x'), std::string(8, 'y')};
+    for (size_t n : {15u, 16u, 17u, 63u, 64u, 65u, 200u}) {
+        names.push_back(std::string(n, 'k'));
+        names.push_back(std::string(n - 1, 'k') + "\"");
+        names.push_back("\\" + std::string(n - 1, 'k'));
+    }
+    JsonRoot all(kel_json_obj_new_base(FALSE));
+    for (const std::string &name : names) {
+        JsonRoot single(kel_json_obj_new_base(FALSE));
+        ASSERT_TRUE(kel_json_obj_put_base(single.json, name.c_str(), kel_json_i64_new_base(1), nullptr));
+        expect_sinks_agree(single.json, 0);
+        char *escaped = kel_json_escape_str(name.c_str());
+        ASSERT_NE(escaped, nullptr);
+        EXPECT_EQ(kel_test::dump(single.json, 0), "{\"" + std::string(escaped) + "\":1}");
+        g_free(escaped);
+        KelJson *inner = kel_json_obj_new_base(FALSE);
+        ASSERT_TRUE(kel_json_obj_put_base(inner, name.c_str(), kel_json_null_new_base(), nullptr));
+        ASSERT_TRUE(kel_json_obj_put_base(inner, "z", kel_json_i64_new_base(-5), nullptr));
+        ASSERT_TRUE(kel_json_obj_put_base(all.json, name.c_str(), inner, nullptr));
+    }
+    expect_sinks_agree(all.json, 0);
+    expect_sinks_agree(all.json, KEL_JSON_DUMP_SORTED);
+}
+
+TEST(FastDump, UnsortedMembersFollowTheKeyList)
+{
+    // The dump walks each table once, in the order kel_json_obj_keys lists
+    // its names, however many objects are open around it.
+    JsonRoot root(kel_json_obj_new_base(FALSE));
+    KelJson *inner = kel_json_obj_new_base(FALSE);
+    for (int i = 0; i < 40; i++) {
+        const std::string key = "m" + std::to_string(i * 7919 % 101);
+        ASSERT_TRUE(kel_json_obj_put_base(root.json, key.c_str(), kel_json_i64_new_base(i), nullptr));
+        ASSERT_TRUE(kel_json_obj_put_base(inner, key.c_str(), kel_json_i64_new_base(-i), nullptr));
+    }
+    ASSERT_TRUE(kel_json_obj_put_base(root.json, "inner", inner, nullptr));
+    auto expected_of = [](KelJson *obj, auto &&self) -> std::string {
+        KelStrArray *keys = kel_json_obj_keys(obj);
+        std::string out = "{";
+        for (guint i = 0; i < keys->len; i++) {
+            const char *key = g_array_index(keys, char *, i);
+            KelJson *m = kel_json_obj_get_base(obj, key, 0, nullptr);
+            out += std::string(i > 0 ? "," : "") + "\"" + key + "\":";
+            out += m->type == KEL_JSON_OBJECT ? self(m, self) : std::to_string(m->i64);
+        }
+        kel_str_array_free(keys, TRUE);
+        return out + "}";
+    };
+    EXPECT_EQ(kel_test::dump(root.json, 0), expected_of(root.json, expected_of));
+}
+
+}  // namespace
