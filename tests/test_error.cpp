@@ -1,104 +1,81 @@
-// Error records, chains, data items and the code names of both domains.
-#include <vector>
+// Error records, chains and data items, the code names of both domains, and
+// the error registry: load-time registrations, replacement, purge and the
+// standard converters (concurrent use is in test_threads).
+#include <atomic>
 
 #include "test_util.h"
 
-using kel_test::ErrorSlot;
-using kel_test::LogCapture;
+using namespace kel_test;
 
 namespace {
 
 GQuark base() { return kel_error_domain(); }
-
-int chain_length(const KelError *e)
-{
-    int n = 0;
-    for (; e != nullptr; e = e->next)
-        n++;
-    return n;
-}
+GQuark test_domain() { return g_quark_from_static_string("kel-test-registry"); }
 
 // An item whose free_func records its tag, to observe release order.
 struct TaggedItem {
     KelErrorData header;
     int tag;
 };
-
 std::vector<int> released;
-
-void record_release(KelErrorData *item)
-{
-    released.push_back(reinterpret_cast<TaggedItem *>(item)->tag);
-}
-
 void add_tagged(KelError *error, int tag, bool with_free_func = true)
 {
-    auto *item = reinterpret_cast<TaggedItem *>(kel_error_data_new(
-        error, 1234, 7, sizeof(TaggedItem), with_free_func ? record_release : nullptr));
-    item->tag = tag;
+    auto release = [](KelErrorData *item) { released.push_back(reinterpret_cast<TaggedItem *>(item)->tag); };
+    reinterpret_cast<TaggedItem *>(kel_error_data_new(error, 1234, 7, sizeof(TaggedItem), with_free_func ? +release : nullptr))->tag = tag;
 }
 
-class ErrorTest : public ::testing::Test {
+const char *name_x(GQuark, gint) { return "X"; }
+const char *name_y(GQuark, gint) { return "Y"; }
+KelJson *empty_object(KelErrorData *) { return kel_json_obj_new_base(FALSE); }
+std::atomic<int> expand_calls{0};
+gboolean counting_expand(KelJson *, gpointer user) { return expand_calls++, user != nullptr; }
+
+// Every test starts from, and leaves behind, the registry as loading made it.
+class Registry : public ::testing::Test {
 protected:
-    void SetUp() override { released.clear(); }
+    void SetUp() override { TearDown(); }
+    void TearDown() override
+    {
+        kel_error_purge_registry();
+        __kel_init_func();
+        expand_calls = 0;
+        released.clear();
+    }
+    void add_location()  // a base-domain error whose head carries one location item
+    {
+        kel_set_error(&slot, base(), -1, "x");
+        __kel_error_add_location(&slot, "src/x.c", "do_it", 42);
+    }
+    ErrorSlot slot;
 };
+using ErrorTest = Registry;
+
+const std::string kLocationJson =
+    "{\"domain\":" + std::to_string(kel_error_domain()) + ",\"file\":\"src/x.c\",\"function\":\"do_it\",\"line\":42,\"type\":0}";
 
 }  // namespace
 
-TEST_F(ErrorTest, SetErrorStacksNewestFirst)
+TEST_F(ErrorTest, ChainsStackNewestFirstAndFreeIteratively)
 {
-    ErrorSlot slot;
     KelError *first = kel_set_error(&slot, base(), KEL_ARG_INVALID, "first %d", 1);
     KelError *second = kel_set_error(&slot, base(), KEL_IO_FAIL, "second %s", "two");
-    ASSERT_EQ(second, slot.err);
-    EXPECT_EQ(chain_length(slot.err), 2);
-    EXPECT_EQ(slot.code(), KEL_IO_FAIL);
+    ASSERT_TRUE(second == slot.err && slot->next == first && first->next == nullptr);
     EXPECT_EQ(slot.message(), "second two");
-    ASSERT_EQ(slot->next, first);
-    EXPECT_EQ(first->gerror->code, KEL_ARG_INVALID);
+    EXPECT_TRUE(first->gerror->code == KEL_ARG_INVALID && first->gerror->domain == base());
     EXPECT_STREQ(first->gerror->message, "first 1");
-    EXPECT_EQ(first->next, nullptr);
-
     // kel_error_new and kel_error_from_gerror take ownership of next.
     GError *g = g_error_new_literal(G_FILE_ERROR, G_FILE_ERROR_NOENT, "no such file");
     KelError *wrapped = kel_error_from_gerror(kel_error_new(nullptr, base(), -1, "low"), g);
     EXPECT_EQ(wrapped->gerror, g);
     EXPECT_STREQ(wrapped->next->gerror->message, "low");
     kel_error_free(wrapped);
-}
-
-TEST_F(ErrorTest, NullSlotsAndChecks)
-{
-    LogCapture log;
-    EXPECT_EQ(kel_set_error(nullptr, base(), -1, "ignored"), nullptr);
-    kel_clear_error(nullptr);
-    kel_error_free(nullptr);
-    __kel_error_add_location(nullptr, "f.c", "fn", 1);
-    KelError *empty = nullptr;
-    __kel_error_add_location(&empty, "f.c", "fn", 1);
-    kel_error_add_blob(&empty, 1, 2);
-    EXPECT_EQ(empty, nullptr);
-    EXPECT_TRUE(log.messages().empty());  // "no details wanted" is not an error
-
-    EXPECT_EQ(kel_error_from_gerror(nullptr, nullptr), nullptr);
-    EXPECT_EQ(log.last(), "kel_error_from_gerror: assertion 'gerror' failed");
-    EXPECT_EQ(kel_error_data_new(nullptr, base(), 0, 64, nullptr), nullptr);
-    EXPECT_EQ(log.last(), "kel_error_data_new: assertion 'error' failed");
-    kel_error_merge(nullptr, &empty);
-    EXPECT_EQ(log.last(), "kel_error_merge: assertion 'dest' failed");
-    kel_error_merge(&empty, nullptr);
-    EXPECT_EQ(log.last(), "kel_error_merge: assertion 'src' failed");
-}
-
-TEST_F(ErrorTest, LongChainIsFreedIteratively)
-{
     KelError *e = nullptr;
     for (int i = 0; i < 200000; i++)
         e = kel_error_new(e, base(), -1, "e");
     kel_error_free(e);
 }
 
-TEST_F(ErrorTest, DataItemsReleasedOldestFirst)
+TEST_F(ErrorTest, DataItems)
 {
     KelError *e = kel_error_new(nullptr, base(), -1, "x");
     add_tagged(e, 1);
@@ -106,135 +83,166 @@ TEST_F(ErrorTest, DataItemsReleasedOldestFirst)
     add_tagged(e, 3);
     EXPECT_EQ(reinterpret_cast<TaggedItem *>(e->data)->tag, 3);  // newest first
     kel_error_free(e);
-    EXPECT_EQ(released, (std::vector<int>{1, 3}));
-}
+    EXPECT_EQ(released, (std::vector<int>{1, 3}));  // oldest released first
 
-TEST_F(ErrorTest, LocationAndBlobItems)
-{
-    ErrorSlot slot;
     kel_set_error(&slot, base(), -1, "older");
     kel_set_error(&slot, base(), -2, "newer");
     kel_error_add_location(&slot);
     const int line = __LINE__ - 1;
     kel_error_add_blob(&slot, 0xdeadbeef, 12345);
-
     EXPECT_EQ(slot->next->data, nullptr);  // both went to the head
     auto *blob = reinterpret_cast<KelErrorDataBlob *>(slot->data);
-    EXPECT_EQ(blob->header.domain, base());
-    EXPECT_EQ(blob->header.type, KEL_ERROR_DATA_BLOB);
-    EXPECT_EQ(blob->header.free_func, nullptr);
-    EXPECT_EQ(blob->data, 0xdeadbeefu);
-    EXPECT_EQ(blob->size, 12345u);
-
+    EXPECT_TRUE(blob->header.domain == base() && blob->header.type == KEL_ERROR_DATA_BLOB && blob->header.free_func == nullptr);
+    EXPECT_TRUE(blob->data == 0xdeadbeefu && blob->size == 12345u);
     auto *loc = reinterpret_cast<KelErrorDataLocation *>(blob->header.next);
-    EXPECT_EQ(loc->header.type, KEL_ERROR_DATA_LOCATION);
-    EXPECT_EQ(loc->header.next, nullptr);
+    EXPECT_TRUE(loc->header.type == KEL_ERROR_DATA_LOCATION && loc->header.next == nullptr && loc->line == line);
     EXPECT_EQ(loc->file, static_cast<const char *>(__FILE__));  // stored by reference
     EXPECT_STREQ(loc->function, G_STRFUNC);
-    EXPECT_EQ(loc->line, line);
-
     // A caller-sized item is zeroed behind its header.
     KelErrorData *item = kel_error_data_new(slot.err, 42, 9, sizeof(KelErrorData) + 32, nullptr);
     const auto *payload = reinterpret_cast<const unsigned char *>(item + 1);
     EXPECT_EQ(std::vector<unsigned char>(payload, payload + 32), std::vector<unsigned char>(32));
 }
 
-// ---- kel_clear_error_until -------------------------------------------------
-
-class ClearUntilTest : public ErrorTest {
-protected:
-    // Chain c (head) -> b -> a, each record with one tagged item.
-    void SetUp() override
-    {
-        ErrorTest::SetUp();
-        a = kel_set_error(&slot, base(), -1, "a");
-        add_tagged(a, 1);
-        b = kel_set_error(&slot, base(), -2, "b");
-        add_tagged(b, 2);
-        c = kel_set_error(&slot, base(), -3, "c");
-        add_tagged(c, 3);
-    }
-    ErrorSlot slot;
-    KelError *a = nullptr, *b = nullptr, *c = nullptr;
-};
-
-TEST_F(ClearUntilTest, UntilHeadOrMiddle)
+TEST_F(ErrorTest, ClearUntilAndMerge)
 {
-    EXPECT_TRUE(kel_clear_error_until(&slot, c));
-    EXPECT_EQ(slot.err, c);
-    EXPECT_TRUE(released.empty());
-
-    EXPECT_TRUE(kel_clear_error_until(&slot, a));
-    EXPECT_EQ(slot.err, a);
-    EXPECT_EQ(a->next, nullptr);
-    EXPECT_EQ(released, (std::vector<int>{2, 3}));  // oldest removed first
-    EXPECT_EQ(reinterpret_cast<TaggedItem *>(a->data)->tag, 1);  // a keeps its item
-}
-
-TEST_F(ClearUntilTest, UntilNullFreesEverything)
-{
-    EXPECT_TRUE(kel_clear_error_until(&slot, nullptr));
-    EXPECT_EQ(slot.err, nullptr);
-    EXPECT_EQ(released, (std::vector<int>{1, 2, 3}));
-}
-
-TEST_F(ClearUntilTest, ForeignUntilChangesNothing)
-{
+    KelError *a = kel_set_error(&slot, base(), -1, "a");  // c (head) -> b -> a, each with one item
+    add_tagged(a, 1);
+    KelError *b = kel_set_error(&slot, base(), -2, "b");
+    add_tagged(b, 2);
+    KelError *c = kel_set_error(&slot, base(), -3, "c");
+    add_tagged(c, 3);
     KelError *foreign = kel_error_new(nullptr, base(), -1, "foreign");
-    EXPECT_FALSE(kel_clear_error_until(&slot, foreign));
-    EXPECT_FALSE(kel_clear_error_until(nullptr, foreign));
-    EXPECT_TRUE(kel_clear_error_until(nullptr, nullptr));
+    EXPECT_FALSE(kel_clear_error_until(&slot, foreign));  // not in the chain: nothing changes
     kel_error_free(foreign);
-    EXPECT_EQ(slot.err, c);
-    EXPECT_EQ(c->next, b);  // links as before
-    EXPECT_EQ(b->next, a);
-    EXPECT_EQ(a->next, nullptr);
-    EXPECT_TRUE(released.empty());
-}
+    EXPECT_TRUE(slot.err == c && c->next == b && b->next == a && released.empty());
+    EXPECT_TRUE(kel_clear_error_until(&slot, c));
+    EXPECT_TRUE(slot.err == c && released.empty());
+    EXPECT_TRUE(kel_clear_error_until(&slot, a));
+    EXPECT_TRUE(slot.err == a && a->next == nullptr);
+    EXPECT_EQ(released, (std::vector<int>{2, 3}));  // oldest removed first
+    EXPECT_EQ(reinterpret_cast<TaggedItem *>(a->data)->tag, 1);
+    EXPECT_TRUE(kel_clear_error_until(&slot, nullptr));
+    EXPECT_EQ(released, (std::vector<int>{2, 3, 1}));
 
-TEST_F(ErrorTest, MergePutsSrcOnTop)
-{
     ErrorSlot dest, src;
     kel_error_merge(&dest, &src);  // both empty: nothing happens
     EXPECT_EQ(dest.err, nullptr);
-
     KelError *s1 = kel_set_error(&src, base(), -1, "s1");
-    kel_error_merge(&dest, &src);  // into empty dest: moved unchanged
-    EXPECT_EQ(dest.err, s1);
-    EXPECT_EQ(src.err, nullptr);
-
-    KelError *t1 = kel_set_error(&src, base(), -2, "t1");
-    KelError *t2 = kel_set_error(&src, base(), -3, "t2");
-    kel_error_merge(&dest, &src);
-    EXPECT_EQ(src.err, nullptr);
-    EXPECT_EQ(dest.err, t2);
-    EXPECT_EQ(t2->next, t1);
-    EXPECT_EQ(t1->next, s1);
-    EXPECT_EQ(chain_length(dest.err), 3);
+    kel_error_merge(&dest, &src);  // into an empty slot: moved unchanged
+    EXPECT_TRUE(dest.err == s1 && src.err == nullptr);
+    KelError *t1 = kel_set_error(&src, base(), -2, "t1"), *t2 = kel_set_error(&src, base(), -3, "t2");
+    kel_error_merge(&dest, &src);  // src on top
+    EXPECT_TRUE(src.err == nullptr && dest.err == t2 && t2->next == t1 && t1->next == s1 && dest.length() == 3);
 }
 
 TEST(ErrorDomains, CodeNames)
 {
-    const GQuark d = kel_error_domain();
-    EXPECT_STREQ(g_quark_to_string(d), "kel-error");
+    EXPECT_STREQ(g_quark_to_string(kel_error_domain()), "kel-error");
     EXPECT_STREQ(g_quark_to_string(kel_json_error_domain()), "kel-json-error");
-
-    const char *status[] = {"KEL_SUCCESS",        "KEL_ARG_INVALID", "KEL_RADIX_INVALID",
-                            "KEL_BUFFER_INSUFFICIENT", "KEL_ARG_CONVERSION", "KEL_ALLOC_FAIL",
-                            "KEL_FN_NOT_IMPL",    "KEL_IO_FAIL"};
+    const char *status[] = {"KEL_SUCCESS", "KEL_ARG_INVALID", "KEL_RADIX_INVALID", "KEL_BUFFER_INSUFFICIENT",
+                            "KEL_ARG_CONVERSION", "KEL_ALLOC_FAIL", "KEL_FN_NOT_IMPL", "KEL_IO_FAIL"};
     for (int code = 0; code >= -7; code--)
-        EXPECT_STREQ(kel_status_code_to_name(d, code), status[-code]);
+        EXPECT_STREQ(kel_status_code_to_name(base(), code), status[-code]);
     for (int code : {1, -8, G_MININT})
-        EXPECT_STREQ(kel_status_code_to_name(d, code), "<unknown>");
-    EXPECT_STREQ(kel_status_code_to_name(kel_json_error_domain(), 0), "<unknown>");
-
-    const char *json[] = {"KEL_JSON_ARG_INVALID",         "KEL_JSON_TYPE_INVALID",
-                          "KEL_JSON_KEY_INVALID",         "KEL_JSON_INDEX_INVALID",
-                          "KEL_JSON_CIRCULAR_JREF",       "KEL_JSON_PARSE_ERROR",
-                          "KEL_JSON_FEATURE_UNSUPPORTED", "KEL_JSON_POINTER_INVALID",
-                          "KEL_JSON_CHILD_OWNED"};
+        EXPECT_STREQ(kel_status_code_to_name(base(), code), "<unknown>");
+    const char *json[] = {"KEL_JSON_ARG_INVALID", "KEL_JSON_TYPE_INVALID", "KEL_JSON_KEY_INVALID",
+                          "KEL_JSON_INDEX_INVALID", "KEL_JSON_CIRCULAR_JREF", "KEL_JSON_PARSE_ERROR",
+                          "KEL_JSON_FEATURE_UNSUPPORTED", "KEL_JSON_POINTER_INVALID", "KEL_JSON_CHILD_OWNED"};
     for (int code = -1; code >= -9; code--)
         EXPECT_STREQ(kel_json_code_to_name(0, code), json[-code - 1]);  // any domain
     for (int code : {0, 3, -10, G_MININT})
         EXPECT_STREQ(kel_json_code_to_name(kel_json_error_domain(), code), "<unknown code>");
+    // The registry as loading left it.
+    EXPECT_STREQ(kel_error_code_to_name(base(), -3), "KEL_BUFFER_INSUFFICIENT");
+    EXPECT_STREQ(kel_error_code_to_name(kel_json_error_domain(), -6), "KEL_JSON_PARSE_ERROR");
+    EXPECT_STREQ(kel_error_code_to_name(kel_json_error_domain(), 0), "<unknown code>");
+    EXPECT_EQ(kel_error_code_to_name(g_quark_from_static_string("kel-unregistered"), -1), nullptr);
+}
+
+TEST_F(Registry, RegistrationReplacesOneFieldAndPurgeEmptiesAll)
+{
+    kel_error_register_code_to_name(test_domain(), name_x);
+    kel_error_register_data_to_json(test_domain(), empty_object);
+    kel_error_register_code_to_name(test_domain(), name_y);
+    EXPECT_STREQ(kel_error_code_to_name(test_domain(), 1), "Y");
+    kel_set_error(&slot, test_domain(), 1, "x");
+    KelErrorData *item = kel_error_data_new(slot.err, test_domain(), 0, 64, nullptr);
+    EXPECT_EQ(dump(JsonRoot(kel_error_data_to_json(item))), "{}");  // the converter survived
+    kel_error_register_code_to_name(test_domain(), nullptr);  // clears just that field
+    EXPECT_EQ(kel_error_code_to_name(test_domain(), 1), nullptr);
+    EXPECT_EQ(dump(JsonRoot(kel_error_data_to_json(item))), "{}");
+    // __kel_init_func restores its own four callbacks and touches nothing else.
+    kel_error_register_code_to_name(base(), name_x);
+    kel_error_register_data_to_json(kel_json_error_domain(), empty_object);
+    EXPECT_STREQ(kel_error_code_to_name(base(), 0), "X");
+    __kel_init_func();
+    EXPECT_STREQ(kel_error_code_to_name(base(), -1), "KEL_ARG_INVALID");
+    KelError *json_err = kel_set_error(&slot, kel_json_error_domain(), -6, "parse");
+    KelErrorData *pos = kel_error_data_new(json_err, kel_json_error_domain(), KEL_JSON_ERROR_DATA_POSITION, sizeof(KelJsonErrorDataPosition), nullptr);
+    EXPECT_EQ(dump(JsonRoot(kel_error_data_to_json(pos))), "{}");
+
+    add_location();
+    JsonRoot loc(kel_error_data_to_json(slot->data));
+    kel_error_purge_registry();
+    kel_error_purge_registry();  // harmless when already gone
+    EXPECT_TRUE(kel_error_code_to_name(base(), 0) == nullptr && kel_error_code_to_name(kel_json_error_domain(), -1) == nullptr);
+    EXPECT_EQ(kel_error_data_to_json(slot->data), nullptr);
+    EXPECT_FALSE(kel_error_json_expand(loc, nullptr));
+    EXPECT_EQ(dump(loc), kLocationJson);  // untouched
+    kel_error_register_code_to_name(test_domain(), name_x);  // a fresh registry
+    EXPECT_STREQ(kel_error_code_to_name(test_domain(), 0), "X");
+    EXPECT_EQ(kel_error_code_to_name(base(), 0), nullptr);
+}
+
+TEST_F(Registry, StandardConvertersAndExpanders)
+{
+    kel_set_error(&slot, kel_json_error_domain(), KEL_JSON_PARSE_ERROR, "x");
+    KelErrorData *pos = kel_error_data_new(slot.err, kel_json_error_domain(), KEL_JSON_ERROR_DATA_POSITION, sizeof(KelJsonErrorDataPosition), nullptr);
+    EXPECT_EQ(kel_error_data_to_json(pos), nullptr);  // the JSON domain has no converter
+    kel_error_add_blob(&slot, 1234, 5678);
+    EXPECT_EQ(kel_error_data_to_json(slot->data), nullptr);
+    EXPECT_EQ(kel_error_data_to_json(kel_error_data_new(slot.err, base(), 9, 64, nullptr)), nullptr);
+    add_location();
+    JsonRoot json(kel_error_data_to_json(slot->data));
+    EXPECT_EQ(dump(json), kLocationJson);
+    EXPECT_TRUE(member(json, "domain")->type == KEL_JSON_UINT64 && member(json, "line")->type == KEL_JSON_INT64);
+    EXPECT_TRUE(kel_error_json_expand(json, nullptr));
+    EXPECT_EQ(kel_json_obj_size(json), 7);
+    EXPECT_STREQ(kel_json_obj_get_str_base(json, "domain_name", nullptr), "kel-error");
+    EXPECT_STREQ(kel_json_obj_get_str_base(json, "type_name", nullptr), "KEL_ERROR_DATA_LOCATION");
+
+    JsonRoot blob(parse(R"({"type": 1, "domain": 12345})"));  // any number: still kel-error
+    EXPECT_TRUE(std_payload_json_expand(blob, nullptr));
+    EXPECT_EQ(dump(blob), "{\"domain\":12345,\"domain_name\":\"kel-error\",\"type\":1,\"type_name\":\"KEL_ERROR_DATA_BLOB\"}");
+    for (const char *type : {"7", "-1"}) {  // no name for these: only the domain's
+        JsonRoot odd(parse((std::string("{\"type\":") + type + "}").c_str()));
+        EXPECT_TRUE(std_payload_json_expand(odd, nullptr));
+        EXPECT_EQ(dump(odd), std::string("{\"domain_name\":\"kel-error\",\"type\":") + type + "}");
+    }
+    // Dispatch on the domain number: not for a missing or textual one, even
+    // with a registration for quark 0; the number is cut to 32 bits; the
+    // user argument passes through.
+    kel_error_register_json_expand(0, counting_expand);
+    kel_error_register_json_expand(test_domain(), counting_expand);
+    int marker = 0;
+    EXPECT_FALSE(kel_error_json_expand(JsonRoot(parse("{}")), &marker));
+    EXPECT_FALSE(kel_error_json_expand(JsonRoot(parse(R"({"domain": "kel-error"})")), &marker));
+    EXPECT_EQ(expand_calls, 0);
+    JsonRoot wide(kel_json_obj_new_base(FALSE));
+    kel_json_obj_put_u64_base(wide, "domain", (G_GUINT64_CONSTANT(1) << 32) | test_domain(), nullptr);
+    EXPECT_TRUE(kel_error_json_expand(wide, &marker));
+    EXPECT_FALSE(kel_error_json_expand(wide, nullptr));
+    EXPECT_EQ(expand_calls, 2);
+}
+
+TEST_F(Registry, CallbacksMayUseTheRegistry)
+{
+    // Registering takes the writer lock: a deadlock if the lookup still held it.
+    kel_error_register_code_to_name(test_domain(), [](GQuark, gint) {
+        kel_error_register_code_to_name(test_domain(), name_y);
+        return kel_error_code_to_name(kel_error_domain(), -1);
+    });
+    EXPECT_STREQ(kel_error_code_to_name(test_domain(), 0), "KEL_ARG_INVALID");
+    EXPECT_STREQ(kel_error_code_to_name(test_domain(), 0), "Y");  // replaced itself
 }

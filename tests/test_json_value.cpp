@@ -1,102 +1,91 @@
-// JSON values: constructors, the UTF-8 validator, reference counting and the
-// release of deep trees, parent-link cycles, getters (out-of-range doubles
-// included), names and parent accessors.
+// JSON values, objects and arrays: constructors, the UTF-8 validator,
+// reference counting and release of deep trees, the single-parent rule and
+// parent-link cycles, getters and typed lookups at their boundaries,
+// borrowing containers, iteration, pop, swap, filter, sort and the put and
+// push families.
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
-#include <string>
 
 #include "test_util.h"
 
-using kel_test::ErrorSlot;
-using kel_test::JsonRoot;
+using namespace kel_test;
 
 namespace {
 
-// "code message" of the newest error, which is taken off the chain.
-std::string take(ErrorSlot &err)
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr guint64 kTwo53 = G_GUINT64_CONSTANT(9007199254740992);
+using Ints = std::vector<gint64>;
+
+// The values, checking that each element of an owning array knows its place.
+Ints values_of(KelJson *arr)
 {
-    KelError *top = err.err;
-    if (top == nullptr)
-        return "<no error>";
-    std::string s = std::to_string(top->gerror->code) + " " + top->gerror->message;
-    err.err = top->next;
-    top->next = nullptr;
-    kel_clear_error(&top);
+    Ints out;
+    for (int i = 0; i < kel_json_array_size(arr); i++) {
+        const bool owned = !(arr->flags & KEL_JSON_FLAG_BORROW);
+        EXPECT_TRUE(!owned || (at(arr, i)->parent == arr && kel_json_parent_index(at(arr, i)) == i)) << i;
+        out.push_back(kel_json_i64_get(at(arr, i)));
+    }
+    return out;
+}
+
+std::vector<std::string> strings(KelStrArray *keys)
+{
+    std::vector<std::string> out;
+    for (guint i = 0; i < keys->len; i++)
+        out.emplace_back(kel_str_array_index(keys, static_cast<gint32>(i)));
+    kel_str_array_free(keys, TRUE);
+    return out;
+}
+
+// The four predicates with convert, "i64 u64 u128 double" as 0/1.
+std::string fits(KelJson *value, gboolean convert = TRUE)
+{
+    std::string s;
+    for (auto p : {kel_json_is_i64_ext, kel_json_is_u64_ext, kel_json_is_u128_ext, kel_json_is_double_ext})
+        s += p(value, convert) ? '1' : '0';
+    kel_json_unref(value);
     return s;
 }
 
-TEST(JsonValue, NewNodesStartDetachedWithCountZero)
+}  // namespace
+
+TEST(JsonValue, ConstructorsAndStrings)
 {
-    const struct {
-        KelJson *json;
-        KelJsonType kind;
-    } made[] = {
-        {kel_json_null_new_base(), KEL_JSON_NULL},
-        {kel_json_bool_new_base(42), KEL_JSON_TRUE},  // any non-zero value
-        {kel_json_bool_new_base(0), KEL_JSON_FALSE},
-        {kel_json_i64_new_base(-5), KEL_JSON_INT64},
-        {kel_json_u128_new_base({7, 9}), KEL_JSON_UINT128},
-        {kel_json_str_new_base("s", nullptr), KEL_JSON_STRING},
-        {kel_json_jref_new_base("\xff not checked", nullptr), KEL_JSON_JREF},
-        {kel_json_obj_new_base(FALSE), KEL_JSON_OBJECT},
-        {kel_json_array_new_base(4, FALSE), KEL_JSON_ARRAY},
-    };
-    for (const auto &m : made) {
-        ASSERT_NE(m.json, nullptr);
-        EXPECT_EQ(m.json->type, m.kind);
-        EXPECT_EQ(m.json->flags, 0);
-        EXPECT_EQ(m.json->refcount, 0);
-        EXPECT_EQ(m.json->parent, nullptr);
-        EXPECT_EQ(m.json->key, nullptr);
-    }
-    EXPECT_EQ(made[4].json->u128.hi, 9u);
-    EXPECT_STREQ(kel_json_jref_uri(made[6].json), "\xff not checked");
-    EXPECT_EQ(kel_json_jref_uri(made[5].json), nullptr);
-    EXPECT_EQ(kel_json_jref_uri(nullptr), nullptr);
+    const std::pair<KelJson *, KelJsonType> made[] = {
+        {kel_json_null_new_base(), KEL_JSON_NULL}, {kel_json_bool_new_base(42), KEL_JSON_TRUE}, {kel_json_bool_new_base(0), KEL_JSON_FALSE},
+        {kel_json_i64_new_base(-5), KEL_JSON_INT64}, {kel_json_u128_new_base({7, 9}), KEL_JSON_UINT128},
+        {kel_json_str_new_base("s", nullptr), KEL_JSON_STRING}, {kel_json_jref_new_base("\xff not checked", nullptr), KEL_JSON_JREF},
+        {kel_json_obj_new_base(FALSE), KEL_JSON_OBJECT}, {kel_json_array_new_base(4, FALSE), KEL_JSON_ARRAY}};
+    for (const auto &[json, kind] : made)
+        EXPECT_TRUE(json->type == kind && json->flags == 0 && json->refcount == 0 && json->parent == nullptr && json->key == nullptr) << kind;
+    EXPECT_STREQ(kel_json_jref_uri(made[6].first), "\xff not checked");
+    EXPECT_EQ(kel_json_jref_uri(made[5].first), nullptr);
     for (const auto &m : made)
-        kel_json_unref(m.json);  // a new value dies on its first unref
-}
+        kel_json_unref(m.first);  // a new value dies on its first unref
 
-TEST(JsonValue, StringConstruction)
-{
-    JsonRoot empty(kel_json_str_new_len_base("abc", 0, nullptr));
-    EXPECT_STREQ(empty->str, "");
-    JsonRoot cut(kel_json_str_new_len_base("ab\0cd", 5, nullptr));
-    EXPECT_STREQ(cut->str, "ab");
-    // Bytes after an embedded NUL are dropped, not validated.
-    JsonRoot after(kel_json_str_new_len_base("ok\0\xff", 4, nullptr));
-    EXPECT_STREQ(after->str, "ok");
-
+    // Bytes from an embedded NUL on are dropped, not validated.
+    for (const auto &[text, len, stored] : {std::tuple{"abc", 0, ""}, std::tuple{"ab\0cd", 5, "ab"}, std::tuple{"ok\0\xff", 4, "ok"}})
+        EXPECT_STREQ(JsonRoot(kel_json_str_new_len_base(text, len, nullptr))->str, stored);
     ErrorSlot err;
     EXPECT_EQ(kel_json_str_new_len_base("\xC3\x28", 2, &err), nullptr);
     EXPECT_EQ(err.domain(), kel_json_error_domain());
-    EXPECT_EQ(take(err), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: C3 28 ");
-    // The NUL-terminated form reports under the length form's name.
-    EXPECT_EQ(kel_json_str_new_base("a\xE2\x82", &err), nullptr);
-    EXPECT_EQ(take(err), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: 61 E2 82 ");
-    EXPECT_EQ(kel_json_str_new_len_base("\x80", 1, nullptr), nullptr);
-
-    EXPECT_EQ(kel_json_str_new_len_base(nullptr, 3, &err), nullptr);
-    EXPECT_EQ(take(err), "-1 kel_json_str_new_len_base: argument check failed: value");
-    EXPECT_EQ(kel_json_str_new_base(nullptr, &err), nullptr);
-    EXPECT_EQ(take(err), "-1 kel_json_str_new_base: argument check failed: value");
-    EXPECT_EQ(kel_json_jref_new_base(nullptr, &err), nullptr);
-    EXPECT_EQ(take(err), "-1 kel_json_jref_new_base: argument check failed: uri");
+    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: C3 28 ");
+    EXPECT_EQ(kel_json_str_new_base("a\xE2\x82", &err), nullptr);  // reported under the length form's name
+    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: 61 E2 82 ");
 }
 
 TEST(JsonValue, Utf8Validator)
 {
     auto valid = [](const std::string &s) { return utf8_check_string(s.data(), s.size()) == 1; };
-    const char *rejected[] = {
-        "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xF0\x80\x80\x80",  // overlong
-        "\xED\xA0\x80", "\xED\xBF\xBF",                              // surrogates
-        "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",              // beyond U+10FFFF
-        "\xE2\x82", "\x80", "\xC3\x28", "\xE2\x28\xA1",              // cut off, stray, broken
-    };
-    const char *accepted[] = {"", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF", "\xC2\x80",
-                              "\xE0\xA0\x80", "\xF0\x90\x80\x80", "\xED\x9F\xBF"};
-    // Around ASCII runs longer than a machine word, at every offset.
-    for (size_t pad = 0; pad < 18; pad++) {
+    const char *rejected[] = {"\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xF0\x80\x80\x80",  // overlong
+                              "\xED\xA0\x80", "\xED\xBF\xBF",                              // surrogates
+                              "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",              // beyond U+10FFFF
+                              "\xE2\x82", "\x80", "\xC3\x28", "\xE2\x28\xA1"};             // cut off, stray, broken
+    const char *accepted[] = {"", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF", "\xC2\x80", "\xE0\xA0\x80", "\xF0\x90\x80\x80", "\xED\x9F\xBF"};
+    for (size_t pad = 0; pad < 18; pad++) {  // around ASCII runs longer than a word, at every offset
         const std::string x(pad, 'x');
         for (const char *s : rejected)
             EXPECT_FALSE(valid(x + s + x)) << pad << " " << strlen(s);
@@ -110,70 +99,61 @@ TEST(JsonValue, Utf8Validator)
 
 TEST(JsonValue, ReferenceCountStates)
 {
-    // held: counts up and down, freed at zero.
-    KelJson *held = kel_json_null_new_base();
+    KelJson *held = kel_json_null_new_base();  // held: counts up and down, freed at zero
     kel_json_ref(held);
     kel_json_ref(held);
     kel_json_unref(held);
     EXPECT_EQ(held->refcount, 1);
     kel_json_unref(held);
-    kel_json_ref(nullptr);
-    kel_json_unref(nullptr);
-    kel_json_delete(nullptr);
 
-    // member: kel_json_unref never takes it below 1.
-    KelJson *root = kel_json_array_new_base(0, FALSE);
-    KelJson *obj = kel_json_array_push_obj_base(root, nullptr);
-    KelJson *deep = kel_json_obj_put_array_base(obj, "deep", nullptr);
-    KelJson *leaf = kel_json_array_push_str_base(deep, "leaf", nullptr);
+    JsonRoot doc(parse(R"([{"deep": ["leaf"]}])"));
+    KelJson *deep = member(at(doc, 0), "deep"), *leaf = at(deep, 0);
+    kel_json_unref(leaf);  // a member never goes below 1
     kel_json_unref(leaf);
-    kel_json_unref(leaf);
-    EXPECT_EQ(leaf->refcount, 1);
-    EXPECT_EQ(leaf->parent, deep);
-
-    // Members held by someone survive the release of their tree, detached.
-    kel_json_ref(deep);
+    EXPECT_TRUE(leaf->refcount == 1 && leaf->parent == deep);
+    kel_json_ref(deep);  // members held by someone survive their tree, detached
     kel_json_ref(leaf);
-    kel_json_unref(root);
-    EXPECT_EQ(deep->parent, nullptr);
-    EXPECT_EQ(deep->refcount, 1);
-    EXPECT_EQ(leaf->parent, deep);
-    EXPECT_EQ(leaf->refcount, 2);
+    kel_json_unref(doc.json);
+    doc.json = nullptr;
+    EXPECT_TRUE(deep->parent == nullptr && deep->refcount == 1 && leaf->parent == deep && leaf->refcount == 2);
     kel_json_unref(deep);
-    EXPECT_EQ(leaf->parent, nullptr);
-    EXPECT_EQ(leaf->refcount, 1);
+    EXPECT_TRUE(leaf->parent == nullptr && leaf->refcount == 1);
     EXPECT_STREQ(leaf->str, "leaf");
     kel_json_unref(leaf);
 
-    // borrowed: a borrowing container adds a count and leaves the links alone.
-    JsonRoot owner(kel_json_obj_new_base(FALSE));
-    KelJson *member = kel_json_obj_put_obj_base(owner, "m", nullptr);
-    KelJson *list = kel_json_array_new_base(0, TRUE);
-    kel_json_array_push_base(list, member, nullptr);
-    kel_json_array_push_base(list, kel_json_obj_new_base(FALSE), nullptr);  // dies with list
-    EXPECT_EQ(member->refcount, 2);
+    // Borrowing containers add a count and leave the links alone; the owner's
+    // root may be listed too, since no parent link is set.
+    JsonRoot owner(parse(R"({"m": {}, "v": "x"})"));
+    KelJson *m = member(owner, "m"), *v = member(owner, "v");
+    KelJson *list = kel_json_array_new_base(0, TRUE), *view = kel_json_obj_new_base(TRUE);
+    EXPECT_TRUE(list->flags == KEL_JSON_FLAG_BORROW && view->flags == KEL_JSON_FLAG_BORROW);
+    kel_json_array_push_base(list, m, nullptr);
+    kel_json_array_push_base(list, kel_json_obj_new_base(FALSE), nullptr);  // dies with the list
+    ASSERT_TRUE(kel_json_obj_put_base(view, "alias", v, nullptr));
+    ASSERT_TRUE(kel_json_obj_put_base(view, "alias", v, nullptr));  // the same pair again
+    ASSERT_TRUE(kel_json_obj_put_base(view, "loose", kel_json_i64_new_base(3), nullptr));
+    kel_json_ref(owner);
+    ASSERT_TRUE(kel_json_obj_put_base(view, "root", owner, nullptr));
+    EXPECT_TRUE(m->refcount == 2 && v->refcount == 2 && m->parent == owner.get());
+    EXPECT_STREQ(kel_json_parent_key(v), "v");
+    EXPECT_TRUE(kel_json_obj_remove(view, "alias"));
+    EXPECT_EQ(v->refcount, 1);
     kel_json_unref(list);
-    EXPECT_EQ(member->refcount, 1);
-    EXPECT_EQ(member->parent, owner.get());
+    kel_json_unref(view);
+    EXPECT_TRUE(m->refcount == 1 && m->parent == owner.get() && owner->refcount == 1);
 }
 
 TEST(JsonValue, MillionDeepTreesAreReleasedWithoutRecursion)
 {
     constexpr int kDepth = 1000000;
-    // Top down through the put and push families...
-    KelJson *root = kel_json_array_new_base(0, FALSE);
-    KelJson *current = root;
+    KelJson *root = kel_json_array_new_base(0, FALSE), *current = root;  // top down, mixed kinds
     for (int i = 1; i < kDepth; i++)
-        current = (i % 2) ? kel_json_array_push_obj_base(current, nullptr)
-                          : kel_json_obj_put_array_base(current, "k", nullptr);
+        current = (i % 2) ? kel_json_array_push_obj_base(current, nullptr) : kel_json_obj_put_array_base(current, "k", nullptr);
     ASSERT_NE(current, nullptr);
-    // ... held by a borrowing array, released through it.
-    KelJson *list = kel_json_array_new_base(0, TRUE);
+    KelJson *list = kel_json_array_new_base(0, TRUE);  // released through a borrowing array
     kel_json_array_push_base(list, root, nullptr);
     kel_json_unref(list);
-
-    // Bottom up, deleted directly.
-    current = kel_json_array_new_base(0, FALSE);
+    current = kel_json_array_new_base(0, FALSE);  // bottom up, deleted directly
     for (int i = 1; i < kDepth; i++) {
         KelJson *outer = kel_json_array_new_base(1, FALSE);
         ASSERT_TRUE(kel_json_array_push_base(outer, current, nullptr));
@@ -182,142 +162,440 @@ TEST(JsonValue, MillionDeepTreesAreReleasedWithoutRecursion)
     kel_json_delete(current);
 }
 
-TEST(JsonValue, ContainerCannotBecomeItsOwnDescendant)
+TEST(JsonValue, SingleParentAndNoCycles)
 {
-    JsonRoot root(kel_json_obj_new_base(FALSE));
-    KelJson *a = kel_json_obj_put_obj_base(root, "a", nullptr);
-    KelJson *list = kel_json_obj_put_array_base(a, "list", nullptr);
-    KelJson *slot = kel_json_array_push_i64_base(list, 0, nullptr);
+    JsonRoot root(parse(R"({"a": {"list": [0], "v": 1}, "b": {}, "s": "x"})"));
+    KelJson *a = member(root, "a"), *b = member(root, "b"), *list = member(a, "list"), *value = member(a, "v");
+    JsonRoot loose(kel_json_null_new_base());
     ErrorSlot err;
     const std::string tail = ", because value is that container or one of its ancestors";
-
     EXPECT_FALSE(kel_json_obj_put_base(root, "self", root, &err));
-    EXPECT_EQ(take(err), "-9 Cannot add to \"\"" + tail);
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"\"" + tail);
     EXPECT_FALSE(kel_json_obj_put_base(a, "up", root, &err));
-    EXPECT_EQ(take(err), "-9 Cannot add to \"/a\"" + tail);
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a\"" + tail);
     EXPECT_FALSE(kel_json_array_push_base(list, root, &err));
-    EXPECT_EQ(take(err), "-9 Cannot add to \"/a/list\"" + tail);
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\"" + tail);
     EXPECT_EQ(kel_json_array_swap(list, 0, root, &err), nullptr);
-    EXPECT_EQ(take(err), "-9 Cannot add to \"/a/list\"" + tail);
-
-    EXPECT_EQ(root->refcount, 0);
-    EXPECT_EQ(kel_json_obj_size(root), 1);
-    EXPECT_EQ(kel_json_obj_size(a), 1);
-    EXPECT_EQ(kel_json_array_size(list), 1);
-    EXPECT_EQ(slot->parent, list);
-
-    // Parentless containers elsewhere are welcome, empty or not.
-    KelJson *other = kel_json_array_new_base(0, FALSE);
-    kel_json_array_push_i64_base(other, 1, nullptr);
-    EXPECT_TRUE(kel_json_array_push_base(list, other, &err));
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\"" + tail);
+    EXPECT_FALSE(kel_json_obj_put_base(b, "v", value, &err));
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/b\", because value is already a child of \"/a\"");
+    EXPECT_FALSE(kel_json_obj_put_base(a, "w", value, &err));  // its own object too
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a\", because value is already a child of \"/a\"");
+    EXPECT_FALSE(kel_json_array_push_base(list, at(list, 0), &err));
+    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\", because value is already a child of \"/a/list\"");
+    EXPECT_FALSE(kel_json_obj_put_base(list, "k", loose, &err));
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"/a/list\": expected object, got array");
+    EXPECT_FALSE(kel_json_array_push_base(root, loose, &err));
+    EXPECT_EQ(err.pop(), "-2 kel_json_array_push_base: invalid JSON type for \"\": expected array, got object");
+    EXPECT_EQ(dump(root), R"({"a":{"list":[0],"v":1},"b":{},"s":"x"})");
+    EXPECT_TRUE(root->refcount == 0 && value->refcount == 1 && loose->refcount == 0);
+    // Parentless containers are welcome, empty or not.
+    EXPECT_TRUE(kel_json_array_push_base(list, parse("[1]"), &err));
     EXPECT_TRUE(kel_json_array_push_base(list, kel_json_obj_new_base(FALSE), &err));
     EXPECT_FALSE(err);
 }
 
-TEST(JsonValue, IntegerGettersReadTheFirstWord)
+TEST(JsonValue, GettersReadTheFirstWordTruncateAndSaturate)
 {
-    JsonRoot neg(kel_json_i64_new_base(-1));
-    EXPECT_EQ(kel_json_u64_get(neg), G_MAXUINT64);
-    EXPECT_EQ(kel_json_u128_get(neg).lo, G_MAXUINT64);
-    EXPECT_EQ(kel_json_u128_get(neg).hi, 0u);  // no sign extension
+    JsonRoot neg(kel_json_i64_new_base(-1)), big(kel_json_u64_new_base(G_MAXUINT64)), wide(kel_json_u128_new_base({5, 3}));
+    EXPECT_TRUE(kel_json_u64_get(neg) == G_MAXUINT64 && kel_json_u128_get(neg).lo == G_MAXUINT64 && kel_json_u128_get(neg).hi == 0);
     EXPECT_EQ(kel_json_double_get(neg), -1.0);
-
-    JsonRoot big(kel_json_u64_new_base(G_MAXUINT64));
     EXPECT_EQ(kel_json_i64_get(big), -1);
     EXPECT_EQ(kel_json_double_get(big), 18446744073709551616.0);
-
-    JsonRoot wide(kel_json_u128_new_base({5, 3}));  // only the low half counts
-    EXPECT_EQ(kel_json_i64_get(wide), 5);
-    EXPECT_EQ(kel_json_u64_get(wide), 5u);
-    EXPECT_EQ(kel_json_double_get(wide), 5.0);
-    EXPECT_EQ(kel_json_u128_get(wide).hi, 3u);
-}
-
-TEST(JsonValue, DoubleGettersTruncateAndSaturate)
-{
-    constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-    constexpr double kInf = std::numeric_limits<double>::infinity();
-    const struct {
-        double d;
-        gint64 i64;
-        guint64 u64;
-    } cases[] = {
-        {-1.9, -1, G_MAXUINT64},
-        {1.9, 1, 1},
-        {-0.0, 0, 0},
-        {9007199254740993.0, 9007199254740992, 9007199254740992u},
-        {-9223372036854775808.0, G_MININT64, 9223372036854775808u},
-        {9223372036854775808.0, G_MAXINT64, 9223372036854775808u},
+    EXPECT_TRUE(kel_json_i64_get(wide) == 5 && kel_json_u64_get(wide) == 5 && kel_json_double_get(wide) == 5.0);  // low half only
+    const std::tuple<double, gint64, guint64> cases[] = {
+        {-1.9, -1, G_MAXUINT64}, {1.9, 1, 1}, {-0.0, 0, 0}, {9007199254740993.0, 9007199254740992, 9007199254740992u},
+        {-9223372036854775808.0, G_MININT64, 9223372036854775808u}, {9223372036854775808.0, G_MAXINT64, 9223372036854775808u},
         {18446744073709549568.0, G_MAXINT64, 18446744073709549568u},  // largest below 2^64
         // Outside the ranges: saturation, never an undefined conversion.
-        {18446744073709551616.0, G_MAXINT64, G_MAXUINT64},
-        {1e300, G_MAXINT64, G_MAXUINT64},
-        {kInf, G_MAXINT64, G_MAXUINT64},
-        {-9223372036854777856.0, G_MININT64, 0x8000000000000000u},  // next below -2^63
-        {-kInf, G_MININT64, 0x8000000000000000u},
-        {kNan, 0, 0},
-        {-kNan, 0, 0},
-    };
-    for (const auto &c : cases) {
-        JsonRoot d(kel_json_double_new_base(c.d));
-        EXPECT_EQ(kel_json_i64_get(d), c.i64) << c.d;
-        EXPECT_EQ(kel_json_u64_get(d), c.u64) << c.d;
-        EXPECT_EQ(kel_json_u128_get(d).lo, c.u64) << c.d;
-        EXPECT_EQ(kel_json_u128_get(d).hi, 0u) << c.d;
+        {18446744073709551616.0, G_MAXINT64, G_MAXUINT64}, {1e300, G_MAXINT64, G_MAXUINT64}, {kInf, G_MAXINT64, G_MAXUINT64},
+        {-9223372036854777856.0, G_MININT64, 0x8000000000000000u}, {-kInf, G_MININT64, 0x8000000000000000u},
+        {std::nan(""), 0, 0}, {-std::nan(""), 0, 0}};
+    for (const auto &[d, i64, u64] : cases) {
+        JsonRoot v(kel_json_double_new_base(d));
+        EXPECT_TRUE(kel_json_i64_get(v) == i64 && kel_json_u64_get(v) == u64) << d;
+        EXPECT_TRUE(kel_json_u128_get(v).lo == u64 && kel_json_u128_get(v).hi == 0) << d;
     }
-}
-
-TEST(JsonValue, NonNumbersReadAsZero)
-{
     // Null and booleans are header-only nodes: ASan catches any payload read.
-    KelJson *values[] = {kel_json_null_new_base(), kel_json_bool_new_base(TRUE),
-                         kel_json_bool_new_base(FALSE), kel_json_str_new_base("12", nullptr),
-                         kel_json_obj_new_base(FALSE)};
-    for (KelJson *v : values) {
-        EXPECT_EQ(kel_json_i64_get(v), 0);
-        EXPECT_EQ(kel_json_u64_get(v), 0u);
+    for (KelJson *v : {kel_json_null_new_base(), kel_json_bool_new_base(TRUE), kel_json_bool_new_base(FALSE),
+                       kel_json_str_new_base("12", nullptr), kel_json_obj_new_base(FALSE)}) {
+        EXPECT_TRUE(kel_json_i64_get(v) == 0 && kel_json_u64_get(v) == 0 && kel_json_double_get(v) == 0.0 && !kel_json_is_num(v));
         EXPECT_EQ(kel_json_u128_get(v).lo | kel_json_u128_get(v).hi, 0u);
-        EXPECT_EQ(kel_json_double_get(v), 0.0);
-        EXPECT_FALSE(kel_json_is_num(v));
         EXPECT_EQ(kel_json_bool_get(v), v->type == KEL_JSON_TRUE);
         EXPECT_EQ(kel_json_is_bool(v), v->type == KEL_JSON_TRUE || v->type == KEL_JSON_FALSE);
         kel_json_unref(v);
     }
     JsonRoot u(kel_json_u128_new_base({1, 0})), d(kel_json_double_new_base(1));
-    EXPECT_TRUE(kel_json_is_int(u));
-    EXPECT_TRUE(kel_json_is_num(d));
-    EXPECT_FALSE(kel_json_is_int(d));
-    EXPECT_FALSE(kel_json_is_num(nullptr) || kel_json_is_int(nullptr) || kel_json_is_bool(nullptr) ||
-                 kel_json_bool_get(nullptr));
+    EXPECT_TRUE(kel_json_is_int(u) && kel_json_is_num(d) && !kel_json_is_int(d));
+}
+
+TEST(JsonValue, RepresentabilityAtTheBoundaries)
+{
+    const std::pair<KelJson *, const char *> ints[] = {
+        {kel_json_i64_new_base(0), "1111"}, {kel_json_i64_new_base(-1), "1001"}, {kel_json_i64_new_base(G_MININT64), "1000"},
+        {kel_json_i64_new_base(G_MAXINT64), "1110"}, {kel_json_i64_new_base(kTwo53), "1111"}, {kel_json_i64_new_base(kTwo53 + 1), "1110"},
+        {kel_json_i64_new_base(-static_cast<gint64>(kTwo53)), "1001"}, {kel_json_i64_new_base(-static_cast<gint64>(kTwo53) - 1), "1000"},
+        {kel_json_u64_new_base(G_MAXINT64), "1110"}, {kel_json_u64_new_base(9223372036854775808u), "0110"},
+        {kel_json_u64_new_base(G_MAXUINT64), "0110"}, {kel_json_u64_new_base(kTwo53), "1111"}, {kel_json_u64_new_base(kTwo53 + 1), "1110"},
+        {kel_json_u128_new_base({G_MAXINT64, 0}), "1110"}, {kel_json_u128_new_base({9223372036854775808u, 0}), "0110"},
+        {kel_json_u128_new_base({G_MAXUINT64, 0}), "0110"}, {kel_json_u128_new_base({0, 1}), "0010"},
+        {kel_json_u128_new_base({5, 1}), "0010"},  // the low half alone would fit
+        {kel_json_u128_new_base({kTwo53, 0}), "1111"}, {kel_json_u128_new_base({kTwo53 + 1, 0}), "1110"}};
+    for (const auto &[json, expected] : ints) {
+        const std::string shown = dump(json);
+        EXPECT_EQ(fits(json), expected) << shown;
+    }
+    const std::pair<double, const char *> reals[] = {
+        {0.0, "1111"}, {-0.0, "1111"}, {1.5, "0001"}, {-1.0, "1001"}, {-9223372036854775808.0, "1001"},
+        {-9223372036854777856.0, "0001"}, {9223372036854774784.0, "1111"}, {9223372036854775808.0, "0111"},
+        {18446744073709549568.0, "0111"}, {18446744073709551616.0, "0001"}, {1e20, "0001"}, {std::nan(""), "0001"},
+        {kInf, "0001"}, {-kInf, "0001"}};
+    for (const auto &[d, expected] : reals)
+        EXPECT_EQ(fits(kel_json_double_new_base(d)), expected) << d;
+    // Without convert each predicate is a kind test.
+    const std::pair<KelJson *, const char *> kinds[] = {
+        {kel_json_i64_new_base(1), "1000"}, {kel_json_u64_new_base(1), "0100"}, {kel_json_u128_new_base({1, 0}), "0010"},
+        {kel_json_double_new_base(1), "0001"}, {kel_json_str_new_base("1", nullptr), "0000"}, {kel_json_bool_new_base(TRUE), "0000"}};
+    for (const auto &[json, expected] : kinds)
+        EXPECT_EQ(fits(json, FALSE), expected);
+    EXPECT_EQ(fits(kel_json_str_new_base("1", nullptr)), "0000");
 }
 
 TEST(JsonValue, NamesAndParentAccessors)
 {
-    const char *exact[] = {"null",   "object", "array", "int64", "uint64",   "uint128",
-                           "double", "string", "true",  "false", "reference"};
-    const char *generic[] = {"null",   "object", "array",   "integer", "integer",  "integer",
-                             "number", "string", "boolean", "boolean", "reference"};
+    const char *exact[] = {"null", "object", "array", "int64", "uint64", "uint128", "double", "string", "true", "false", "reference"};
+    const char *generic[] = {"null", "object", "array", "integer", "integer", "integer", "number", "string", "boolean", "boolean", "reference"};
     for (guint32 k = 0; k <= KEL_JSON_JREF; k++) {
         EXPECT_STREQ(kel_json_enum_type_string(k, TRUE), exact[k]);
         EXPECT_STREQ(kel_json_enum_type_string(k, FALSE), generic[k]);
     }
-    EXPECT_STREQ(kel_json_enum_type_string(11, TRUE), "<unknown>");
     EXPECT_STREQ(kel_json_enum_type_string(G_MAXUINT32, FALSE), "<unknown>");
-    EXPECT_STREQ(kel_json_type_string(nullptr, TRUE), "<none>");
-
-    JsonRoot obj(kel_json_obj_new_base(FALSE));
-    KelJson *list = kel_json_obj_put_array_base(obj, "list", nullptr);
-    kel_json_array_push_i64_base(list, 0, nullptr);
-    KelJson *second = kel_json_array_push_u64_base(list, 1, nullptr);
+    JsonRoot obj(parse(R"({"list": [0, 1]})"));
+    KelJson *list = member(obj, "list"), *second = at(list, 1);
     EXPECT_STREQ(kel_json_type_string(second, FALSE), "integer");
     EXPECT_STREQ(kel_json_parent_key(list), "list");
-    EXPECT_EQ(kel_json_parent_index(list), -1);
-    EXPECT_EQ(kel_json_parent_index(second), 1);
-    EXPECT_EQ(kel_json_parent_key(second), nullptr);
-    EXPECT_EQ(kel_json_parent_key(obj), nullptr);
-    EXPECT_EQ(kel_json_parent_index(obj), -1);
-    EXPECT_EQ(kel_json_parent_key(nullptr), nullptr);
-    EXPECT_EQ(kel_json_parent_index(nullptr), -1);
+    EXPECT_TRUE(kel_json_parent_index(list) == -1 && kel_json_parent_index(second) == 1 && kel_json_parent_index(obj) == -1);
+    EXPECT_TRUE(kel_json_parent_key(second) == nullptr && kel_json_parent_key(obj) == nullptr);
 }
 
-}  // namespace
+TEST(JsonObject, PutKeysRemoveAndIterate)
+{
+    JsonRoot obj(kel_json_obj_new_base(FALSE));
+    char key[] = "k";
+    KelJson *first = kel_json_str_new_base("first", nullptr);
+    ASSERT_TRUE(kel_json_obj_put_base(obj, key, first, nullptr));
+    key[0] = 'X';  // the table keeps its own copy, and the member points at it
+    gpointer stored = nullptr;
+    g_hash_table_lookup_extended(obj->obj, "k", &stored, nullptr);
+    EXPECT_TRUE(first->parent == obj.get() && first->refcount == 1 && first->key == stored);
+    kel_json_ref(first);  // replacing frees the old key copy and releases the old member
+    KelJson *second = kel_json_i64_new_base(2);
+    ASSERT_TRUE(kel_json_obj_put_base(obj, "k", second, nullptr));
+    EXPECT_TRUE(first->parent == nullptr && first->refcount == 1 && kel_json_obj_size(obj) == 1);
+    kel_json_unref(first);
+    ASSERT_TRUE(kel_json_obj_put_base(obj, second->key, kel_json_null_new_base(), nullptr));  // the member's own key text
+    EXPECT_STREQ(kel_json_parent_key(member(obj, "k")), "k");
+
+    KelJson *held = kel_json_obj_put_obj_base(obj, "held", nullptr);
+    kel_json_ref(held);
+    EXPECT_TRUE(kel_json_obj_remove(obj, "held"));
+    EXPECT_TRUE(held->parent == nullptr && held->refcount == 1);
+    kel_json_unref(held);
+    EXPECT_FALSE(kel_json_obj_remove(obj, "held"));
+    for (const char *k : {"b", "B", "a", ""})
+        kel_json_obj_put_null_base(obj, k, nullptr);
+    EXPECT_EQ(strings(kel_json_alpha_keys(obj)), (std::vector<std::string>{"", "B", "a", "b", "k"}));
+    std::vector<std::string> keys = strings(kel_json_obj_keys(obj));
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(keys, (std::vector<std::string>{"", "B", "a", "b", "k"}));
+    EXPECT_TRUE(kel_json_obj_has_key(obj, "") && !kel_json_obj_has_key(obj, "c"));
+    JsonRoot arr(parse("[]"));
+    EXPECT_TRUE(kel_json_obj_size(arr) == -1 && kel_json_obj_keys(arr) == nullptr && !kel_json_obj_remove(arr, "k"));
+
+    // foreach stops at the first FALSE; the iterator takes NULL out-arguments.
+    std::pair<int, int> visits{0, -1};  // calls, stop at
+    auto visit = [](const char *k, KelJson *v, gpointer data) -> gboolean {
+        EXPECT_EQ(k, v->key);
+        auto *p = static_cast<std::pair<int, int> *>(data);
+        return p->first++ != p->second;
+    };
+    EXPECT_TRUE(kel_json_obj_foreach(obj, visit, &visits));
+    EXPECT_EQ(visits.first, 5);
+    visits = {0, 0};
+    EXPECT_FALSE(kel_json_obj_foreach(obj, visit, &visits));
+    EXPECT_EQ(visits.first, 1);
+    EXPECT_FALSE(kel_json_obj_foreach(arr, visit, &visits));
+    KelJsonObjIter iter;
+    ASSERT_TRUE(kel_json_obj_iter_init(&iter, obj));
+    const char *k;
+    KelJson *v;
+    int n = 0;
+    while (kel_json_obj_iter_next(&iter, &k, n == 1 ? nullptr : &v))
+        n++;
+    EXPECT_EQ(n, 5);
+    EXPECT_FALSE(kel_json_obj_iter_init(&iter, arr));
+}
+
+TEST(JsonObject, LookupsFollowReferencesAndReportFailures)
+{
+    JsonRoot root(parse(R"({"in~ner": {}, "list": [], "s": "text", "n": 5, "r": {"$ref": "#/nowhere"},
+                            "holder": {"to_obj": {"$ref": "#/in~0ner"}, "to_text": {"$ref": "#/s"}, "dangling": {"$ref": "#/x"}}})"));
+    KelJson *inner = member(root, "in~ner"), *list = member(root, "list"), *holder = member(root, "holder");
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_obj_get_obj_base(root, "in~ner", &err), inner);
+    EXPECT_EQ(kel_json_obj_get_array_base(root, "list", &err), list);
+    EXPECT_STREQ(kel_json_obj_get_str_base(root, "s", &err), "text");
+    EXPECT_EQ(kel_json_obj_get_jref_base(root, "r", &err), member(root, "r"));
+    EXPECT_EQ(kel_json_obj_get_base(root, "r", 2, &err), member(root, "r"));  // only bit 0 follows
+    EXPECT_EQ(kel_json_obj_get_base(holder, "to_obj", 1, &err), inner);
+    EXPECT_EQ(kel_json_obj_getd_obj_base(holder, "to_obj", &err), inner);
+    EXPECT_STREQ(kel_json_obj_get_str_base(holder, "to_text", &err), "text");
+    EXPECT_FALSE(err);
+    const std::pair<const void *, const char *> failures[] = {
+        {kel_json_obj_get_base(inner, "missing", 0, &err), "-3 JSON object \"/in~0ner\" does not have key missing"},
+        {kel_json_obj_get_base(root, "100%d", 1, &err), "-3 JSON object \"\" does not have key 100%d"},
+        {kel_json_obj_get_obj_base(list, "k", &err), "-2 kel_json_obj_get_base: invalid JSON type for \"/list\": expected object, got array"},
+        {kel_json_obj_get_str_base(root, "n", &err), "-2 kel_json_obj_get_str_base: invalid JSON type for \"/n\": expected string, got int64"},
+        {kel_json_obj_get_obj_base(root, "list", &err), "-2 kel_json_obj_get_obj_base: invalid JSON type for \"/list\": expected object, got array"},
+        {kel_json_obj_get_array_base(root, "s", &err), "-2 kel_json_obj_get_array_base: invalid JSON type for \"/s\": expected array, got string"},
+        {kel_json_obj_get_jref_base(root, "in~ner", &err),
+         "-2 kel_json_obj_get_jref_base: invalid JSON type for \"/in~0ner\": expected reference, got object"}};
+    for (size_t i = G_N_ELEMENTS(failures); i-- > 0;) {  // newest first
+        EXPECT_EQ(failures[i].first, nullptr);
+        EXPECT_EQ(err.pop(), failures[i].second);
+    }
+    EXPECT_FALSE(err);
+    // A refused kind behind a reference names the value it led to.
+    EXPECT_EQ(kel_json_obj_get_array_base(holder, "to_obj", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_get_array_base: invalid JSON type for \"/in~0ner\": expected array, got object");
+    EXPECT_EQ(kel_json_obj_get_obj_base(holder, "dangling", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-3 JSON object \"\" does not have key x");
+    // Get-or-create replaces a dangling reference or another kind; failures of
+    // the object itself come from the put, alone.
+    KelJson *made = kel_json_obj_getd_obj_base(holder, "dangling", &err);
+    EXPECT_EQ(member(holder, "dangling"), made);
+    KelJson *replaced = kel_json_obj_getd_array_base(root, "s", &err);
+    EXPECT_TRUE(member(root, "s") == replaced && kel_json_array_size(replaced) == 0);
+    EXPECT_EQ(kel_json_obj_getd_obj_base(root, "fresh", &err)->parent, root.get());
+    EXPECT_EQ(kel_json_obj_getd_array_base(root, "list", &err), list);
+    EXPECT_FALSE(err);
+    EXPECT_EQ(kel_json_obj_getd_array_base(list, "k", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"/list\": expected object, got array");
+    EXPECT_FALSE(err);
+    // Following a reference while an error is pending: NULL, nothing added.
+    kel_json_set_error(&err, KEL_JSON_POINTER_INVALID, "earlier");
+    EXPECT_EQ(kel_json_obj_get_base(root, "r", 1, &err), nullptr);
+    JsonRoot refs(parse(R"([{"$ref": "#/0"}])"));
+    EXPECT_EQ(kel_json_array_get_base(refs, 0, 1, &err), nullptr);
+    EXPECT_EQ(err.length(), 1);
+}
+
+TEST(JsonObject, TypedLookupsAcceptWhatFitsAndNameTheStoredKind)
+{
+    JsonRoot root(parse(R"({"i5": 5, "neg": -1, "d3": 3.0, "d3_5": 3.5, "d2_64": 18446744073709551616.0, "s": "true",
+                            "yes": true, "to_i5": {"$ref": "#/i5"}})"));
+    kel_json_obj_put_u64_base(root, "u7", 7, nullptr);
+    kel_json_obj_put_u64_base(root, "u2_63", 9223372036854775808u, nullptr);
+    kel_json_obj_put_u128_base(root, "wide", {3, 1}, nullptr);
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_obj_get_double_base(root, "i5", &err), 5.0);
+    EXPECT_EQ(kel_json_obj_get_i64_base(root, "d3", &err), 3);
+    EXPECT_EQ(kel_json_obj_get_i64_base(root, "u7", &err), 7);
+    EXPECT_EQ(kel_json_obj_get_u64_base(root, "u2_63", &err), 9223372036854775808u);
+    EXPECT_EQ(kel_json_obj_get_u64_base(root, "to_i5", &err), 5u);
+    EXPECT_TRUE(kel_json_obj_get_u128_base(root, "u7", &err).lo == 7 && kel_json_obj_get_u128_base(root, "wide", &err).hi == 1);
+    EXPECT_TRUE(kel_json_obj_get_bool_base(root, "yes", &err));
+    EXPECT_FALSE(err);
+    const std::pair<std::function<bool()>, std::string> refusals[] = {
+        {[&] { return kel_json_obj_get_i64_base(root, "d3_5", &err) == 0; }, "i64 d3_5: expected int64, got double"},
+        {[&] { return kel_json_obj_get_i64_base(root, "u2_63", &err) == 0; }, "i64 u2_63: expected int64, got uint64"},
+        {[&] { return kel_json_obj_get_u64_base(root, "neg", &err) == 0; }, "u64 neg: expected uint64, got int64"},
+        {[&] { return kel_json_obj_get_u64_base(root, "wide", &err) == 0; }, "u64 wide: expected uint64, got uint128"},
+        {[&] { auto z = kel_json_obj_get_u128_base(root, "d2_64", &err); return (z.lo | z.hi) == 0; }, "u128 d2_64: expected uint128, got double"},
+        {[&] { return kel_json_obj_get_double_base(root, "u2_63", &err) == 0.0; }, "double u2_63: expected double, got uint64"},
+        {[&] { return !kel_json_obj_get_bool_base(root, "s", &err); }, "bool s: expected bool, got string"},
+        {[&] { return !kel_json_obj_get_bool_base(root, "to_i5", &err); }, "bool i5: expected bool, got int64"}};  // names the target
+    for (const auto &[call, what] : refusals) {
+        EXPECT_TRUE(call()) << what;
+        const size_t space = what.find(' '), colon = what.find(':');
+        EXPECT_EQ(err.pop(), "-2 kel_json_obj_get_" + what.substr(0, space) + "_base: invalid JSON type for \"/" +
+                                 what.substr(space + 1, colon - space - 1) + "\"" + what.substr(colon));
+    }
+    EXPECT_EQ(kel_json_obj_get_i64_base(root, "missing", &err), 0);
+    EXPECT_EQ(err.pop(), "-3 JSON object \"\" does not have key missing");
+    EXPECT_EQ(kel_json_obj_get_double_base(member(root, "s"), "k", &err), 0.0);
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_get_base: invalid JSON type for \"/s\": expected object, got string");
+}
+
+TEST(JsonArray, IndicesPopAndSwap)
+{
+    JsonRoot root(parse(R"({"list": [10, 20, 30, {"$ref": "#/list/0"}]})"));
+    KelJson *arr = member(root, "list"), *ref = at(arr, 3);
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_i64_get(kel_json_array_get_base(arr, -2, 0, &err)), 30);
+    EXPECT_EQ(kel_json_array_get_base(arr, -1, 2, nullptr), ref);  // only bit 0 follows
+    EXPECT_EQ(kel_json_array_get_base(arr, -1, 1, nullptr), at(arr, 0));
+    for (const auto &[index, shown] : {std::pair{-5, "-1"}, std::pair{4, "4"}, std::pair{G_MININT32, "-2147483644"}}) {
+        EXPECT_EQ(kel_json_array_get_base(arr, index, 0, &err), nullptr);  // the index after adjustment
+        EXPECT_EQ(err.pop(), std::string("-4 Index ") + shown + " is out of bounds for JSON array \"/list\"");
+    }
+    EXPECT_EQ(kel_json_array_get_base(root, 0, 0, &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_array_get_base: invalid JSON type for \"\": expected array, got object");
+    EXPECT_EQ(kel_json_array_get_base(JsonRoot(kel_json_array_new_base(-3, FALSE)), -1, 0, &err), nullptr);  // harmless reservation
+    EXPECT_EQ(err.pop(), "-4 Index -1 is out of bounds for JSON array \"\"");
+
+    KelJson *old = at(arr, 1), *fresh = kel_json_i64_new_base(21);
+    EXPECT_EQ(kel_json_array_swap(arr, 1, fresh, &err), old);
+    EXPECT_TRUE(fresh->refcount == 1 && kel_json_parent_index(old) == -1 && old->refcount == 0);
+    kel_json_unref(old);
+    old = at(arr, 3);
+    EXPECT_EQ(kel_json_array_swap(arr, -1, kel_json_i64_new_base(40), &err), old);
+    kel_json_unref(old);
+    EXPECT_EQ(values_of(arr), (Ints{10, 21, 30, 40}));
+    KelJson *loose = kel_json_null_new_base();
+    for (const auto &[index, message] : {std::pair{4, "-4 Index 4 is out of bounds for JSON array \"/list\""},
+                                         std::pair{-5, "-4 Index -1 is out of bounds for JSON array \"/list\""}}) {
+        EXPECT_EQ(kel_json_array_swap(arr, index, loose, &err), nullptr);
+        EXPECT_EQ(err.pop(), message);
+    }
+    EXPECT_EQ(kel_json_array_swap(root, 0, loose, &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_array_swap: invalid JSON type for \"\": expected array, got object");
+    EXPECT_EQ(loose->refcount, 0);
+    kel_json_unref(loose);
+    // A borrowing array swaps in a value owned elsewhere, writing no links.
+    KelJson *view = kel_json_array_new_base(0, TRUE), *nine = kel_json_i64_new_base(9);
+    kel_json_array_push_base(view, nine, nullptr);
+    kel_json_ref(nine);
+    EXPECT_EQ(kel_json_array_swap(view, 0, at(arr, 2), &err), nine);
+    EXPECT_TRUE(nine->refcount == 1 && at(arr, 2)->refcount == 2);
+    kel_json_unref(nine);
+    kel_json_unref(view);
+    EXPECT_EQ(values_of(arr), (Ints{10, 21, 30, 40}));
+
+    KelJson *third = at(arr, 2);
+    kel_json_ref(third);
+    EXPECT_EQ(kel_json_array_pop(arr, 2), 2);
+    EXPECT_TRUE(third->parent == nullptr && third->refcount == 1 && values_of(arr) == (Ints{10, 21}));
+    kel_json_unref(third);
+    EXPECT_EQ(kel_json_array_pop(arr, 0) + kel_json_array_pop(arr, -5), 0);  // nothing removed
+    KelJson *last = kel_json_array_pop_elem(arr);  // hands the array's reference over
+    EXPECT_TRUE(kel_json_i64_get(last) == 21 && last->parent == nullptr && last->refcount == 0);
+    kel_json_unref(last);
+    KelJson *held = at(arr, 0);
+    kel_json_ref(held);
+    EXPECT_EQ(kel_json_array_pop_elem(arr), held);
+    EXPECT_EQ(held->refcount, 1);
+    kel_json_unref(held);
+    EXPECT_EQ(kel_json_array_pop_elem(arr), nullptr);
+    JsonRoot more(parse("[1, 2, 3]"));
+    EXPECT_EQ(kel_json_array_pop(more, 10), 3);
+    EXPECT_TRUE(kel_json_array_pop(root, 1) == -1 && kel_json_array_size(root) == -1 && kel_json_array_pop_elem(root) == nullptr);
+    JsonRoot owner(parse("[7]"));  // from a borrowing array the element keeps its owner
+    view = kel_json_array_new_base(0, TRUE);
+    kel_json_array_push_base(view, at(owner, 0), nullptr);
+    EXPECT_EQ(kel_json_array_pop_elem(view), at(owner, 0));
+    EXPECT_EQ(at(owner, 0)->refcount, 1);
+    kel_json_unref(view);
+}
+
+TEST(JsonArray, FilterAndSort)
+{
+    auto keep_even = [](KelJson *elem, gpointer data) -> gboolean {
+        static_cast<Ints *>(data)->push_back(kel_json_i64_get(elem));
+        return kel_json_i64_get(elem) % 2 == 0;
+    };
+    auto by_value = [](gconstpointer a, gconstpointer b) -> gint {
+        const gint64 x = kel_json_i64_get(*static_cast<KelJson *const *>(a)), y = kel_json_i64_get(*static_cast<KelJson *const *>(b));
+        return (x > y) - (x < y);
+    };
+    JsonRoot arr(parse("[1, 2, 3, 4]"));
+    KelJson *three = at(arr, 2);
+    kel_json_ref(three);
+    Ints seen;
+    EXPECT_TRUE(kel_json_array_filter(arr, keep_even, &seen));
+    EXPECT_EQ(seen, (Ints{1, 2, 3, 4}));
+    EXPECT_EQ(values_of(arr), (Ints{2, 4}));
+    EXPECT_TRUE(three->parent == nullptr && three->refcount == 1);  // released, alive through our count
+    kel_json_unref(three);
+    for (const auto &[text, kept] : {std::pair{"[2, 1, 4, 3, 5, 6]", Ints{2, 4, 6}}, std::pair{"[1, 3]", Ints{}}}) {
+        JsonRoot a(parse(text));
+        EXPECT_TRUE(kel_json_array_filter(a, keep_even, &seen));
+        EXPECT_EQ(values_of(a), kept);
+    }
+    EXPECT_FALSE(kel_json_array_filter(JsonRoot(parse("{}")), keep_even, &seen));
+
+    // Borrowing: the owners' index and key fields stay; rejected entries give their counts back.
+    JsonRoot owner(parse("[1, 2, 3, 4, 5]")), obj(parse(R"({"seven": 7})"));
+    KelJson *view = kel_json_array_new_base(0, TRUE);
+    for (int i = 4; i >= 0; i--)
+        kel_json_array_push_base(view, at(owner, i), nullptr);
+    kel_json_array_push_base(view, member(obj, "seven"), nullptr);
+    kel_json_array_push_i64_base(view, 9, nullptr);  // held by the view alone
+    kel_json_array_push_base(view, at(owner, 1), nullptr);
+    seen.clear();
+    EXPECT_TRUE(kel_json_array_filter(view, keep_even, &seen));
+    EXPECT_EQ(seen, (Ints{5, 4, 3, 2, 1, 7, 9, 2}));
+    EXPECT_EQ(values_of(view), (Ints{4, 2, 2}));
+    EXPECT_EQ(values_of(owner), (Ints{1, 2, 3, 4, 5}));
+    EXPECT_STREQ(kel_json_parent_key(member(obj, "seven")), "seven");
+    EXPECT_EQ(member(obj, "seven")->refcount, 1);
+    const int counts[] = {1, 3, 1, 2, 1};
+    for (int i = 0; i < 5; i++)
+        EXPECT_EQ(at(owner, i)->refcount, counts[i]) << i;
+    kel_json_unref(view);
+
+    // Sorting renumbers owned elements only.
+    JsonRoot unsorted(parse("[3, 1, 2]")), sorted_view(kel_json_array_new_base(0, TRUE));
+    EXPECT_TRUE(kel_json_array_sort(unsorted, by_value));
+    EXPECT_EQ(values_of(unsorted), (Ints{1, 2, 3}));
+    for (int i = 2; i >= 0; i--)
+        kel_json_array_push_base(sorted_view, at(unsorted, i), nullptr);
+    EXPECT_TRUE(kel_json_array_sort(sorted_view, by_value));
+    EXPECT_EQ(values_of(sorted_view), (Ints{1, 2, 3}));
+    EXPECT_EQ(values_of(unsorted), (Ints{1, 2, 3}));
+    EXPECT_FALSE(kel_json_array_sort(JsonRoot(parse("{}")), by_value));
+}
+
+TEST(JsonFamilies, PutAndPushMakeLinkAndFreeOnFailure)
+{
+    JsonRoot obj(kel_json_obj_new_base(FALSE)), arr(kel_json_array_new_base(0, FALSE));
+    const std::pair<KelJson *, KelJsonType> made[] = {
+        {kel_json_obj_put_obj_base(obj, "obj", nullptr), KEL_JSON_OBJECT}, {kel_json_obj_put_array_base(obj, "arr", nullptr), KEL_JSON_ARRAY},
+        {kel_json_obj_put_str_base(obj, "str", "s", nullptr), KEL_JSON_STRING},
+        {kel_json_obj_put_str_len_base(obj, "str_len", "abcdef", 2, nullptr), KEL_JSON_STRING},
+        {kel_json_obj_put_bool_base(obj, "true", 7, nullptr), KEL_JSON_TRUE}, {kel_json_obj_put_bool_base(obj, "false", FALSE, nullptr), KEL_JSON_FALSE},
+        {kel_json_obj_put_double_base(obj, "double", 2.5, nullptr), KEL_JSON_DOUBLE}, {kel_json_obj_put_i64_base(obj, "i64", -3, nullptr), KEL_JSON_INT64},
+        {kel_json_obj_put_u64_base(obj, "u64", 3, nullptr), KEL_JSON_UINT64}, {kel_json_obj_put_u128_base(obj, "u128", {1, 2}, nullptr), KEL_JSON_UINT128},
+        {kel_json_obj_put_jref_base(obj, "jref", "#/obj", nullptr), KEL_JSON_JREF}, {kel_json_obj_put_null_base(obj, "null", nullptr), KEL_JSON_NULL},
+        {kel_json_array_push_array_base(arr, nullptr), KEL_JSON_ARRAY}, {kel_json_array_push_obj_base(arr, nullptr), KEL_JSON_OBJECT},
+        {kel_json_array_push_bool_base(arr, 3, nullptr), KEL_JSON_TRUE}, {kel_json_array_push_bool_base(arr, FALSE, nullptr), KEL_JSON_FALSE},
+        {kel_json_array_push_double_base(arr, 0.25, nullptr), KEL_JSON_DOUBLE}, {kel_json_array_push_i64_base(arr, -1, nullptr), KEL_JSON_INT64},
+        {kel_json_array_push_u64_base(arr, 1, nullptr), KEL_JSON_UINT64}, {kel_json_array_push_u128_base(arr, {0, 1}, nullptr), KEL_JSON_UINT128},
+        {kel_json_array_push_str_base(arr, "s", nullptr), KEL_JSON_STRING}};
+    for (const auto &[value, kind] : made)
+        EXPECT_TRUE(value && value->type == kind && value->refcount == 1 && (value->parent == obj.get() || value->parent == arr.get())) << kind;
+    EXPECT_STREQ(made[3].first->str, "ab");
+    EXPECT_EQ(kel_json_parent_index(made[20].first), 8);
+    EXPECT_EQ(dump(arr), "[[],{},true,false,0.250000,-1,1,18446744073709551616,\"s\"]");
+
+    // Failed puts and pushes free what they made (LeakSanitizer checks).
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_obj_put_obj_base(arr, "k", &err), nullptr);
+    EXPECT_EQ(kel_json_obj_put_u128_base(arr, "k", {1, 1}, &err), nullptr);
+    EXPECT_EQ(kel_json_obj_put_str_base(arr, "k", "s", &err), nullptr);
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"\": expected object, got array");
+    EXPECT_EQ(kel_json_array_push_array_base(obj, &err), nullptr);
+    EXPECT_EQ(kel_json_array_push_u128_base(obj, {1, 1}, &err), nullptr);
+    EXPECT_EQ(kel_json_array_push_str_base(obj, "s", &err), nullptr);
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(err.pop(), "-2 kel_json_array_push_base: invalid JSON type for \"\": expected array, got object");
+    // A failing constructor reports alone.
+    EXPECT_EQ(kel_json_obj_put_str_base(obj, "k", "\xC0\x80", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: C0 80 ");
+    EXPECT_EQ(kel_json_array_push_str_base(arr, "\xED\xA0\x80", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: ED A0 80 ");
+    EXPECT_FALSE(err);
+    EXPECT_EQ(kel_json_obj_size(obj), 12);
+    EXPECT_EQ(kel_json_array_size(arr), 9);
+}

@@ -42,7 +42,26 @@ struct ErrorSlot {
     int code() const { return err ? err->gerror->code : 0; }
     std::string message() const { return err ? err->gerror->message : ""; }
     GQuark domain() const { return err ? err->gerror->domain : 0; }
+    int length() const
+    {
+        int n = 0;
+        for (const KelError *e = err; e != nullptr; e = e->next)
+            n++;
+        return n;
+    }
     void clear() { kel_clear_error(&err); }
+    // "code message" of the newest error, which is taken off the chain.
+    std::string pop()
+    {
+        KelError *top = err;
+        if (top == nullptr)
+            return "<no error>";
+        std::string s = std::to_string(top->gerror->code) + " " + top->gerror->message;
+        err = top->next;
+        top->next = nullptr;
+        kel_clear_error(&top);
+        return s;
+    }
 };
 
 // Owns a JSON root for the duration of a test.
@@ -77,6 +96,30 @@ inline std::string pointer_of(const KelJson *json)
     std::string s(out);
     g_free(out);
     return s;
+}
+
+// A document that must parse (a failure is reported, NULL returned).
+inline KelJson *parse(const char *text, int flags = 0)
+{
+    KelJson *json = kel_json_loads(text, flags, nullptr);
+    EXPECT_NE(json, nullptr) << text;
+    return json;
+}
+
+inline KelJson *at(KelJson *array, int index) { return kel_json_array_get_base(array, index, 0, nullptr); }
+inline KelJson *member(KelJson *object, const char *key) { return kel_json_obj_get_base(object, key, 0, nullptr); }
+
+// A chain of `depth` containers, each holding the next under "k" (objects) or
+// at index 0 (arrays); `leaf` receives the innermost one.
+inline KelJson *deep_chain(bool objects, int depth, KelJson **leaf = nullptr)
+{
+    KelJson *root = objects ? kel_json_obj_new_base(FALSE) : kel_json_array_new_base(0, FALSE);
+    KelJson *current = root;
+    for (int i = 1; i < depth; i++)
+        current = objects ? kel_json_obj_put_obj_base(current, "k", nullptr) : kel_json_array_push_array_base(current, nullptr);
+    if (leaf)
+        *leaf = current;
+    return root;
 }
 
 }  // namespace kel_test

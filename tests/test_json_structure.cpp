@@ -1,0 +1,447 @@
+// Deep copy, orphaning, child swap, placement at an index, subset and deep
+// equality, array search and union.
+#include <cmath>
+
+#include "test_util.h"
+
+using namespace kel_test;
+
+namespace {
+
+bool subset(const char *a, const char *b, guint flags)
+{
+    JsonRoot ja(parse(a)), jb(parse(b));
+    return kel_json_subset(ja, jb, flags);
+}
+
+KelJson *innermost(KelJson *json)
+{
+    for (KelJson *child;; json = child) {
+        child = json->type == KEL_JSON_ARRAY ? at(json, 0) : member(json, "k");
+        if (child == nullptr || (child->type != KEL_JSON_ARRAY && child->type != KEL_JSON_OBJECT))
+            return json;
+    }
+}
+
+struct Union {
+    JsonRoot left, right;
+    ErrorSlot err;
+    KelJson *result = nullptr;
+    Union(const char *l, const char *r, guint flags) : left(parse(l)), right(parse(r))
+    {
+        result = kel_json_union(left, right, flags, &err);
+    }
+    ~Union()
+    {
+        if (result != left.get())
+            kel_json_unref(result);
+    }
+};
+
+}  // namespace
+
+TEST(JsonCopy, EveryKindCopiesEqualAndIndependent)
+{
+    JsonRoot src(parse(R"({"list": [1, {"$ref": "#/s"}], "s": "h\u00e9", "n": null, "t": true, "f": false, "d": -2.5,
+                           "big": 340282366920938463463374607431768211455, "nested": {"o": {}, "a": [[], [null]]}})"));
+    const std::string before = dump(src);
+    JsonRoot copy(kel_json_copy(src));
+    EXPECT_EQ(dump(copy), before);
+    EXPECT_TRUE(copy->refcount == 0 && copy->parent == nullptr);
+    KelJson *list = member(copy, "list");
+    EXPECT_NE(list, member(src, "list"));
+    EXPECT_STREQ(kel_json_parent_key(list), "list");
+    EXPECT_EQ(kel_json_parent_index(at(list, 1)), 1);
+    EXPECT_EQ(at(member(member(copy, "nested"), "a"), 1)->parent, member(member(copy, "nested"), "a"));
+    EXPECT_NE(member(copy, "s")->str, member(src, "s")->str);
+    EXPECT_STREQ(kel_json_jref_uri(at(list, 1)), "#/s");  // copied as a reference, not followed
+    kel_json_array_push_i64_base(list, 2, nullptr);
+    kel_json_obj_remove(copy, "s");
+    EXPECT_EQ(dump(src), before);
+
+    KelJson *part = kel_json_copy(member(src, "nested"));  // a member's copy is a new root
+    EXPECT_TRUE(part->parent == nullptr && part->refcount == 0);
+    EXPECT_EQ(dump(part), R"({"a":[[],[null]],"o":{}})");
+    kel_json_unref(part);
+}
+
+TEST(JsonCopy, BorrowingContainersCopyAsOwning)
+{
+    JsonRoot owner(parse(R"({"x": 1, "y": [true]})"));
+    JsonRoot borrowed(kel_json_array_new_base(0, TRUE));
+    kel_json_array_push_base(borrowed, member(owner, "y"), nullptr);
+    kel_json_array_push_base(borrowed, member(owner, "x"), nullptr);
+    JsonRoot copy(kel_json_copy(borrowed));
+    EXPECT_EQ(copy->flags, 0);
+    EXPECT_EQ(dump(copy), "[[true],1]");
+    for (int i = 0; i < 2; i++)
+        EXPECT_TRUE(kel_json_parent_index(at(copy, i)) == i && at(copy, i) != at(borrowed, i));
+    // Member names come from the borrowing table, not from the members.
+    JsonRoot borrowed_obj(kel_json_obj_new_base(TRUE));
+    kel_json_obj_put_base(borrowed_obj, "other", member(owner, "x"), nullptr);
+    JsonRoot obj_copy(kel_json_copy(borrowed_obj));
+    EXPECT_EQ(obj_copy->flags, 0);
+    EXPECT_STREQ(kel_json_parent_key(member(obj_copy, "other")), "other");
+    EXPECT_STREQ(kel_json_parent_key(member(owner, "x")), "x");
+}
+
+TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
+{
+    LogCapture log;
+    JsonRoot array(parse("[1, null, 3]"));
+    KelJson *bad = at(array, 1);
+    bad->type = 11;
+    EXPECT_EQ(kel_json_copy(bad), nullptr);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.last().rfind("file src/json/kel_json_copy.cpp: line ", 0), 0u) << log.last();
+    EXPECT_NE(log.last().find(" (kel_json_copy): should not be reached"), std::string::npos);
+    JsonRoot copy(kel_json_copy(array));  // the corrupted member is left out
+    bad->type = KEL_JSON_NULL;
+    EXPECT_EQ(dump(copy), "[1,3]");
+    EXPECT_EQ(log.messages().size(), 2u);
+}
+
+TEST(JsonSurgery, OrphanSwapAndPlace)
+{
+    JsonRoot array(parse("[1, 2, 3]"));
+    KelJson *two = at(array, 1), *three = at(array, 2);
+    ASSERT_TRUE(kel_json_make_orphan_base(two));  // a middle element leaves null
+    EXPECT_EQ(dump(array), "[1,null,3]");
+    EXPECT_TRUE(two->parent == nullptr && two->refcount == 0);
+    kel_json_unref(two);
+    kel_json_ref(three);  // the caller's own count survives; the last element shrinks the array
+    ASSERT_TRUE(kel_json_make_orphan_base(three));
+    EXPECT_EQ(dump(array), "[1,null]");
+    EXPECT_TRUE(three->parent == nullptr && three->refcount == 1);
+    kel_json_unref(three);
+    JsonRoot obj(parse(R"({"a": [1], "b": 2, "c": 3})"));
+    KelJson *a = member(obj, "a");
+    ASSERT_TRUE(kel_json_make_orphan_base(a));
+    EXPECT_EQ(dump(obj), R"({"b":2,"c":3})");
+    EXPECT_TRUE(a->parent == nullptr && a->refcount == 0);
+    kel_json_unref(a);
+    EXPECT_TRUE(kel_json_make_orphan_base(obj));  // a root: nothing to do
+    EXPECT_EQ(obj->refcount, 0);
+
+    KelJson *old_child = member(obj, "b"), *fresh = kel_json_str_new_base("new", nullptr);
+    ErrorSlot err;
+    ASSERT_TRUE(kel_json_swap_child_base(old_child, fresh, &err));
+    EXPECT_EQ(member(obj, "b"), fresh);
+    EXPECT_STREQ(kel_json_parent_key(fresh), "b");
+    EXPECT_TRUE(old_child->parent == nullptr && old_child->refcount == 0);
+    kel_json_unref(old_child);
+    EXPECT_FALSE(kel_json_swap_child_base(fresh, member(obj, "c"), &err));  // the new child has a parent
+    EXPECT_EQ(err.code(), KEL_JSON_CHILD_OWNED);
+    EXPECT_EQ(dump(obj), R"({"b":"new","c":3})");
+    EXPECT_TRUE(fresh->parent == obj.get() && fresh->refcount == 1);
+    KelJson *one = at(array, 0), *repl = kel_json_bool_new_base(TRUE);
+    ASSERT_TRUE(kel_json_swap_child_base(one, repl, nullptr));
+    EXPECT_EQ(dump(array), "[true,null]");
+    EXPECT_EQ(kel_json_parent_index(repl), 0);
+    kel_json_unref(one);
+    JsonRoot lone(kel_json_i64_new_base(5)), other(kel_json_i64_new_base(6));
+    EXPECT_TRUE(kel_json_swap_child_base(lone, other, nullptr));  // no parent: nothing changes
+    EXPECT_EQ(other->parent, nullptr);
+}
+
+TEST(JsonSurgery, ArrayPutFillsAppendsAndReplaces)
+{
+    JsonRoot array(kel_json_array_new_base(0, FALSE)), fill(kel_json_null_new_base());
+    KelJson *value = kel_json_str_new_base("v", nullptr);
+    ErrorSlot err;
+    ASSERT_TRUE(kel_json_array_put_ext(array, 3, value, fill, &err));
+    EXPECT_EQ(dump(array), R"([null,null,null,"v"])");
+    EXPECT_EQ(kel_json_parent_index(value), 3);
+    EXPECT_TRUE(at(array, 0) != at(array, 1) && fill->parent == nullptr);  // copies of the fill
+    JsonRoot obj(kel_json_obj_new_base(FALSE)), deep_fill(parse(R"({"deep": [1, 2]})"));
+    EXPECT_FALSE(kel_json_array_put_ext(obj, 2, fill, deep_fill, &err));  // the failed copy is released
+    EXPECT_EQ(err.code(), KEL_JSON_TYPE_INVALID);
+    err.clear();
+
+    JsonRoot list(parse("[1, 2]"));
+    ASSERT_TRUE(kel_json_array_put_ext(list, 2, kel_json_i64_new_base(3), nullptr, &err));
+    // Replacing drops the array's count and one more: a value survives only
+    // with two counts of the caller's own.
+    KelJson *former = at(list, 0);
+    kel_json_ref(former);
+    kel_json_ref(former);
+    ASSERT_TRUE(kel_json_array_put_ext(list, 0, kel_json_i64_new_base(9), nullptr, &err));
+    EXPECT_TRUE(former->parent == nullptr && former->refcount == 1);
+    kel_json_unref(former);
+    ASSERT_TRUE(kel_json_array_put_ext(list, -1, kel_json_i64_new_base(8), nullptr, &err));
+    EXPECT_EQ(dump(list), "[9,2,8]");
+    EXPECT_FALSE(err);
+    JsonRoot seven(kel_json_i64_new_base(7));
+    EXPECT_FALSE(kel_json_array_put_ext(list, 5, seven, nullptr, &err));
+    EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 5 is out of bounds for JSON array \"\"");
+    EXPECT_EQ(dump(list), "[9,2,8]");
+}
+
+TEST(JsonSubset, ScalarsNodesAndKinds)
+{
+    const std::tuple<const char *, const char *, bool> cases[] = {
+        {"1", "1.0", true}, {"1.0", "1", true}, {"-1", "18446744073709551615", false},
+        {"18446744073709551615", "18446744073709551615.0", false},  // the double is 2^64
+        {"9007199254740993", "9007199254740993.0", false},          // b rounds to ...992
+        {"18446744073709551616", "18446744073709551616", true}, {"18446744073709551616", "1.8446744073709552e19", false},
+        {"-0.0", "0", true}, {"\"a\"", "\"a\"", true}, {"\"1\"", "1", false},
+        {"{\"$ref\": \"#/x\"}", "{\"$ref\": \"#/x\"}", true}, {"{\"$ref\": \"#/x\"}", "\"#/x\"", false},
+        {"null", "false", false}, {"true", "false", false}, {"false", "0", false}};
+    for (const auto &[a, b, expected] : cases)
+        EXPECT_EQ(subset(a, b, KEL_JSON_SUBSET_EQUAL), expected) << a << " in " << b;
+
+    JsonRoot nan(kel_json_double_new_base(NAN)), nan2(kel_json_double_new_base(NAN));
+    EXPECT_TRUE(kel_json_subset(nan, nan, 0));  // the same node
+    EXPECT_FALSE(kel_json_subset(nan, nan2, KEL_JSON_SUBSET_EQUAL));
+    EXPECT_TRUE(kel_json_subset(nullptr, nullptr, 0));
+    EXPECT_FALSE(kel_json_subset(nan, nullptr, 0) || kel_json_subset(nullptr, nan, 0));
+    // uint64 values come only from the API.
+    JsonRoot u5(kel_json_u64_new_base(5)), i5(kel_json_i64_new_base(5)), w5(kel_json_u128_new_base(KelUint128{5, 0}));
+    JsonRoot umax(kel_json_u64_new_base(G_MAXUINT64)), dmax(kel_json_double_new_base(18446744073709551616.0));
+    EXPECT_TRUE(kel_json_subset(u5, i5, 1) && kel_json_subset(i5, u5, 1) && kel_json_subset(w5, u5, 1));
+    EXPECT_FALSE(kel_json_subset(umax, dmax, 1) || kel_json_subset(dmax, umax, 1));
+    // Kinds without payload, and unknown kinds, compare by kind alone.
+    JsonRoot odd(kel_json_null_new_base()), odd2(kel_json_null_new_base());
+    odd->type = odd2->type = 11;
+    EXPECT_TRUE(kel_json_subset(odd, odd2, 0));
+    odd2->type = 12;
+    EXPECT_FALSE(kel_json_subset(odd, odd2, 0));
+    odd->type = odd2->type = KEL_JSON_NULL;
+}
+
+TEST(JsonSubset, ObjectsAndNesting)
+{
+    EXPECT_TRUE(subset(R"({"a": 1})", R"({"a": 1, "b": 2})", 0));
+    EXPECT_FALSE(subset(R"({"a": 1})", R"({"a": 1, "b": 2})", KEL_JSON_SUBSET_OBJ_SIZE));
+    EXPECT_TRUE(subset(R"({"a": 1, "b": 2})", R"({"b": 2.0, "a": 1})", KEL_JSON_SUBSET_EQUAL));
+    for (guint flags : {0u, 1u, 3u, 7u, 8u, 15u}) {
+        EXPECT_FALSE(subset(R"({"a": 1, "b": 2})", R"({"a": 1})", flags) || subset(R"({"a": 1})", R"({"b": 1})", flags));
+        EXPECT_TRUE(subset("{}", "{}", flags)) << flags;
+    }
+    EXPECT_FALSE(subset("{}", "[]", 0));
+    EXPECT_TRUE(subset(R"({"a": [1, 3]})", R"({"a": [1, 2, 3], "b": 0})", 0));  // flags reach every level
+    EXPECT_FALSE(subset(R"({"a": [1, 3]})", R"({"a": [1, 2, 3]})", 1));
+    EXPECT_FALSE(subset(R"([{"a": 1}])", R"([0, {"a": 1, "b": 2}])", KEL_JSON_SUBSET_OBJ_SIZE));
+    EXPECT_FALSE(subset(R"({"a": {"$ref": "#/b"}, "b": 1})", R"({"a": 1, "b": 1})", 0));  // never followed
+    // Subsequence matching is greedy: a later possible match is missed.
+    EXPECT_FALSE(subset(R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}])", 0));
+    EXPECT_TRUE(subset(R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}, {"x": 1, "y": 2}])", 0));
+}
+
+// One row per pair, one column per flag value: 0, 1, 3, 7, 8, 15.
+TEST(JsonSubset, ArrayFlagMatrix)
+{
+    const guint flags[] = {0, 1, 3, 7, 8, 15};
+    const std::tuple<const char *, const char *, std::array<bool, 6>> rows[] = {
+        {"[1, 3]", "[1, 2, 3]", {1, 0, 0, 0, 1, 0}},      {"[3, 1]", "[1, 2, 3]", {0, 0, 0, 0, 0, 0}},
+        {"[2, 3]", "[1, 2, 3]", {1, 1, 0, 0, 1, 0}},      {"[1, 2]", "[1, 2, 3]", {1, 1, 1, 0, 1, 0}},
+        {"[1, 2, 3]", "[1, 2, 3]", {1, 1, 1, 1, 1, 1}},   {"[]", "[1, 2, 3]", {1, 1, 1, 0, 1, 0}},
+        {"[]", "[]", {1, 1, 1, 1, 1, 1}},                 {"[1, 2, 3]", "[1, 2]", {0, 0, 0, 0, 0, 0}},
+        {"[2, 3]", "[1, 2, 2, 3]", {1, 1, 0, 0, 1, 0}},   {"[1.0, 2]", "[1, 2.0]", {1, 1, 1, 1, 1, 1}},
+        {"[1]", "{\"0\": 1}", {0, 0, 0, 0, 0, 0}}};
+    for (const auto &[a, b, expected] : rows)
+        for (int f = 0; f < 6; f++)
+            EXPECT_EQ(subset(a, b, flags[f]), expected[f]) << a << " in " << b << " flags " << flags[f];
+}
+
+TEST(JsonArrayFind, NumbersAcrossKindsAndStrings)
+{
+    JsonRoot array(parse(R"(["x", 18446744073709551615, 1.0, 1, "one", {"a": [1]}])"));
+    JsonRoot one(kel_json_i64_new_base(1)), u64one(kel_json_u64_new_base(1)), two(kel_json_i64_new_base(2));
+    JsonRoot pattern(parse(R"({"a": [1.0]})"));
+    EXPECT_EQ(kel_json_array_find(array, one), at(array, 2));
+    EXPECT_EQ(kel_json_array_find(array, u64one), at(array, 2));
+    EXPECT_EQ(kel_json_array_find(array, pattern), at(array, 5));
+    EXPECT_EQ(kel_json_array_find(array, two), nullptr);
+    EXPECT_EQ(kel_json_array_find(pattern, one), nullptr);  // not an array
+    EXPECT_EQ(kel_json_array_find_str(array, "one"), at(array, 4));
+    EXPECT_EQ(kel_json_array_find_str(array, "on"), nullptr);
+    EXPECT_EQ(kel_json_array_find_str(array, "\xc3\x28"), nullptr);
+}
+
+TEST(JsonUnion, ObjectsMergeIntoANewTree)
+{
+    Union u(R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0);
+    ASSERT_NE(u.result, nullptr);
+    EXPECT_FALSE(u.err);
+    EXPECT_TRUE(u.result != u.left.get() && u.result->refcount == 0 && u.result->parent == nullptr);
+    EXPECT_EQ(dump(u.result), R"({"a":1,"b":{"x":1,"y":2},"c":3})");
+    EXPECT_EQ(dump(u.left), R"({"a":1,"b":{"x":1}})");
+    EXPECT_EQ(dump(u.right), R"({"b":{"y":2},"c":3})");
+    EXPECT_EQ(member(u.result, "b")->parent, u.result);  // nothing shared with the operands
+    EXPECT_NE(member(u.result, "a"), member(u.left, "a"));
+    Union equal(R"({"a": 1, "s": "t", "n": null})", R"({"a": 1.0, "s": "t", "n": null})", 0);  // equal by value
+    EXPECT_EQ(dump(equal.result), R"({"a":1,"n":null,"s":"t"})");
+}
+
+TEST(JsonUnion, ConflictsAndTheirResolution)
+{
+    for (const char *left : {R"({"a": 1})", R"({"a": {}})"}) {
+        Union fail(left, R"({"a": 2})", 0);
+        EXPECT_EQ(fail.result, nullptr);
+        EXPECT_KEL_ERROR(fail.err, KEL_JSON_ARG_INVALID, "Cannot union values from /a and /a; primitives are not equal");
+        EXPECT_EQ(fail.err.domain(), kel_json_error_domain());
+        EXPECT_EQ(Union(left, R"({"a": 2})", KEL_JSON_UNION_PREFER_RIGHT).result, nullptr);  // needs RESOLVE
+        EXPECT_EQ(dump(Union(left, R"({"a": 2})", KEL_JSON_UNION_RESOLVE).result), std::string("{\"a\":") + (left[6] == '1' ? "1}" : "{}}"));
+        EXPECT_EQ(dump(Union(left, R"({"a": 2})", KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT).result), R"({"a":2})");
+    }
+    const std::tuple<const char *, const char *, guint, int, const char *> failures[] = {
+        {R"({"x": {"a~b": [1]}, "y": 1})", R"({"x": {"a~b": "s"}})", 0, KEL_JSON_ARG_INVALID,
+         "Cannot union values from /x/a~0b and /x/a~0b; primitives are not equal"},
+        {R"({"a": []})", R"({"a": {}})", KEL_JSON_UNION_RESOLVE, KEL_JSON_TYPE_INVALID, "Cannot union array with object"},
+        {"{}", "[]", 0, KEL_JSON_TYPE_INVALID, "Cannot union object with array"},
+        {"[1, 2]", "[1, 3]", 0, KEL_JSON_ARG_INVALID, "Cannot union differing array elements /1 and /1"},
+        {R"({"l": [[0, 1]]})", R"({"l": [[0, 2]]})", KEL_JSON_UNION_RESOLVE, KEL_JSON_ARG_INVALID,
+         "Cannot union differing array elements /l/0/1 and /l/0/1"},
+        // Kinds in arrays compare exactly, not by value.
+        {"[1]", "[1.0]", 0, KEL_JSON_TYPE_INVALID, "Cannot union arrays containing different types (integer and number)"},
+        {"[true]", "[false]", KEL_JSON_UNION_APPEND_PRIMITIVES, KEL_JSON_TYPE_INVALID,
+         "Cannot union arrays containing different types (boolean and boolean)"},
+        {R"([1, {"a": 1}])", R"([2, {"b": 2}])", KEL_JSON_UNION_APPEND_PRIMITIVES, KEL_JSON_TYPE_INVALID,
+         "Cannot union arrays containing different types (object and integer)"},
+        // A failure deep down releases every new level and leaves the operands alone.
+        {R"({"0": [1], "a": {"b": [{"d": [1, 2], "z": 1}], "e": "x"}, "f": [1]})",
+         R"({"0": [1, 2], "a": {"b": [{"z": 2}], "y": {"q": 1}}, "g": {}})", 0, KEL_JSON_ARG_INVALID,
+         "Cannot union values from /a/b/0/z and /a/b/0/z; primitives are not equal"},
+    };
+    for (const auto &[l, r, flags, code, message] : failures) {
+        Union u(l, r, flags);
+        EXPECT_EQ(u.result, nullptr);
+        EXPECT_KEL_ERROR(u.err, code, message);
+        EXPECT_EQ(dump(u.left), dump(JsonRoot(parse(l))));
+    }
+    const std::pair<const char *, const char *> primitives[] = {
+        {"1", "integer"}, {"18446744073709551615", "integer"}, {"1.5", "number"}, {"true", "boolean"},
+        {"\"s\"", "string"}, {"null", "null"}, {"{\"$ref\": \"#\"}", "reference"}};
+    for (const auto &[text, name] : primitives) {
+        EXPECT_KEL_ERROR(Union(text, "{}", 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
+        EXPECT_KEL_ERROR(Union("[]", text, 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
+    }
+    JsonRoot bad(kel_json_null_new_base());  // a corrupted kind counts as a primitive
+    bad->type = 11;
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_union(bad, bad, 0, &err), nullptr);
+    bad->type = KEL_JSON_NULL;
+    EXPECT_KEL_ERROR(err, KEL_JSON_TYPE_INVALID, "Cannot union primitive type <unknown>");
+}
+
+// A slot that already holds an error skips the copy steps that report into it
+// (one-sided members, resolved conflicts); equal members and nested unions stay.
+TEST(JsonUnion, PendingErrorSkipsOneSidedMembers)
+{
+    JsonRoot left(parse(R"({"both": 1, "l": 1, "c": 1, "o": {"x": 1}})")), right(parse(R"({"both": 1, "r": 1, "c": 2, "o": {"y": 1}})"));
+    ErrorSlot err;
+    kel_set_error(&err, kel_error_domain(), KEL_IO_FAIL, "earlier");
+    JsonRoot result(kel_json_union(left, right, KEL_JSON_UNION_RESOLVE, &err));
+    EXPECT_EQ(dump(result), R"({"both":1,"o":{}})");
+    EXPECT_EQ(err.message(), "earlier");
+    EXPECT_EQ(err->next, nullptr);
+}
+
+TEST(JsonUnion, ArraysPositionByPosition)
+{
+    const std::tuple<const char *, const char *, guint, const char *> cases[] = {
+        {"[1, 2]", "[1, 2, 3]", 0, "[1,2,3]"}, {"[1, 2, 3]", "[1]", 0, "[1,2,3]"}, {"[1, 2]", "[3, 4]", 12, "[1,2,3,4]"},
+        {"[1, 2]", "[3]", 4, "[1,2,3]"}, {R"([1, {"a": 1}])", R"([1, {"b": 2}])", 0, R"([1,{"a":1,"b":2}])"},
+        {"[[1]]", "[[2]]", 4, "[[1,2]]"}, {"[[1]]", "[[2]]", 12, "[[1],[2]]"}, {"[[1], [2]]", "[[1]]", 0, "[[1],[2]]"},
+        {"[]", "[]", 0, "[]"}, {"[1.5]", "[1.5]", 0, "[1.500000]"}, {R"([{"a": 1}])", R"([{"a": 2}])", 3, R"([{"a":2}])"},
+        {R"({"o": {"l": [1]}})", R"({"o": {"l": [2]}})", 4, R"({"o":{"l":[1,2]}})"}};
+    for (const auto &[l, r, flags, expected] : cases) {
+        Union u(l, r, flags);
+        EXPECT_EQ(dump(u.result), expected) << l << " " << r << " " << flags << ": " << u.err.message();
+        EXPECT_EQ(dump(u.left), dump(JsonRoot(parse(l))));
+    }
+}
+
+TEST(JsonUnion, InPlace)
+{
+    Union obj(R"({"a": 1, "o": {"x": 1}})", R"({"b": 2, "o": {"y": [1]}})", KEL_JSON_UNION_IN_PLACE);
+    EXPECT_EQ(obj.result, obj.left.get());
+    EXPECT_EQ(dump(obj.left), R"({"a":1,"b":2,"o":{"x":1,"y":[1]}})");
+    EXPECT_EQ(dump(obj.right), R"({"b":2,"o":{"y":[1]}})");
+    KelJson *y = member(member(obj.left, "o"), "y");
+    EXPECT_NE(y, member(member(obj.right, "o"), "y"));
+    EXPECT_EQ(pointer_of(at(y, 0)), "/o/y/0");
+    const std::tuple<const char *, const char *, guint, const char *> cases[] = {
+        {R"([1, [2]])", R"([1, [2, 3], 4])", 0, "[1,[2,3],4]"},
+        {R"({"a": 1, "b": [1]})", R"({"a": [2], "b": 3})", KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT, R"({"a":[2],"b":3})"},
+        {"[[1], [2]]", "[[3], 4]", KEL_JSON_UNION_APPEND_PRIMITIVES | KEL_JSON_UNION_APPEND_CONTAINERS, "[[1],[2],[3],4]"},
+        // A failure keeps the changes made before it ("0new" sorts before "a").
+        {R"({"a": 1})", R"({"0new": 5, "a": 2, "b": 3})", 0, R"({"0new":5,"a":1})"},
+        {R"([{"a": 1}, 1])", R"([{"b": 2}, 2])", 0, R"([{"a":1,"b":2},1])"}};
+    for (const auto &[l, r, flags, expected] : cases) {
+        Union u(l, r, KEL_JSON_UNION_IN_PLACE | flags);
+        EXPECT_TRUE(u.result == u.left.get() || (u.result == nullptr && u.err.code() == KEL_JSON_ARG_INVALID)) << l;
+        EXPECT_EQ(dump(u.left), expected);
+    }
+}
+
+// The same node on both sides: the walk reads only the elements the right
+// operand had at the start, so it ends; not in place it is a plain copy.
+TEST(JsonUnion, InPlaceWithItselfOrAPartOfItself)
+{
+    JsonRoot prims(parse("[1, 2]")), nested(parse("[[1], [2]]")), obj(parse(R"({"a": 1, "l": [1, 2], "o": {"p": [true]}})"));
+    ErrorSlot err;
+    const guint append = KEL_JSON_UNION_IN_PLACE | KEL_JSON_UNION_APPEND_PRIMITIVES;
+    EXPECT_EQ(kel_json_union(prims, prims, append, &err), prims.get());
+    EXPECT_EQ(kel_json_union(prims, prims, KEL_JSON_UNION_IN_PLACE, &err), prims.get());
+    EXPECT_EQ(dump(prims), "[1,2,1,2]");
+    EXPECT_EQ(kel_json_union(nested, nested, append | KEL_JSON_UNION_APPEND_CONTAINERS, &err), nested.get());
+    EXPECT_EQ(dump(nested), "[[1],[2],[1],[2]]");
+    EXPECT_EQ(pointer_of(at(at(nested, 3), 0)), "/3/0");
+    EXPECT_EQ(kel_json_union(obj, obj, append, &err), obj.get());
+    EXPECT_EQ(dump(obj), R"({"a":1,"l":[1,2,1,2],"o":{"p":[true,true]}})");
+    EXPECT_FALSE(err);
+    EXPECT_EQ(dump(JsonRoot(kel_json_union(obj, obj, 0, &err))), dump(obj));
+
+    JsonRoot left(parse(R"({"a": {"a": 1, "b": 2}})"));  // the right operand inside the left one
+    const guint flags = KEL_JSON_UNION_IN_PLACE | KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT;
+    EXPECT_EQ(kel_json_union(left, member(left, "a"), flags, &err), left.get());
+    EXPECT_EQ(dump(left), R"({"a":1,"b":2})");
+}
+
+// Far deeper than recursion could go on the default stack.
+class JsonCopyDeep : public ::testing::TestWithParam<bool> {};
+
+TEST_P(JsonCopyDeep, MillionLevelChainsCopyCompareAndUnite)
+{
+    constexpr int kDepth = 1000000;
+    const bool objects = GetParam();
+    KelJson *leaf_l = nullptr, *leaf_r = nullptr;
+    JsonRoot left(deep_chain(objects, kDepth, &leaf_l)), right(deep_chain(objects, kDepth, &leaf_r));
+    JsonRoot copy(kel_json_copy(left));
+    ASSERT_NE(copy.get(), nullptr);
+    int depth = 1;
+    for (KelJson *j = copy, *c; (c = objects ? member(j, "k") : at(j, 0)) != nullptr && c->parent == j; j = c)
+        depth++;
+    EXPECT_EQ(depth, kDepth);
+    EXPECT_TRUE(kel_json_subset(copy, right, KEL_JSON_SUBSET_EQUAL));
+
+    if (objects) {
+        kel_json_obj_put_i64_base(leaf_l, "l", 1, nullptr);
+        kel_json_obj_put_i64_base(leaf_r, "r", 2, nullptr);
+    } else {
+        kel_json_array_push_i64_base(leaf_r, 2, nullptr);
+    }
+    EXPECT_TRUE(kel_json_subset(copy, right, 0));
+    EXPECT_FALSE(kel_json_subset(copy, right, KEL_JSON_SUBSET_EQUAL) || kel_json_subset(right, copy, 0));
+    ErrorSlot err;
+    JsonRoot merged(kel_json_union(left, right, 0, &err));
+    ASSERT_NE(merged.get(), nullptr) << err.message();
+    EXPECT_EQ(dump(innermost(merged)), objects ? R"({"l":1,"r":2})" : "[2]");
+    EXPECT_TRUE(kel_json_subset(left, merged, 0) && kel_json_subset(right, merged, 0));
+    EXPECT_EQ(kel_json_union(left, right, KEL_JSON_UNION_IN_PLACE, &err), left.get());
+    EXPECT_TRUE(kel_json_subset(merged, left, KEL_JSON_SUBSET_EQUAL));
+    // A conflict at the bottom fails every level and releases them all.
+    if (objects) {
+        kel_json_obj_put_i64_base(leaf_r, "l", 3, nullptr);
+    } else {
+        kel_json_array_push_str_base(leaf_r, "x", nullptr);
+        kel_json_array_push_i64_base(innermost(left), 3, nullptr);
+    }
+    EXPECT_EQ(kel_json_union(left, right, 0, &err), nullptr);
+    EXPECT_EQ(err.code(), objects ? KEL_JSON_ARG_INVALID : KEL_JSON_TYPE_INVALID);
+}
+
+INSTANTIATE_TEST_SUITE_P(ArraysAndObjects, JsonCopyDeep, ::testing::Values(false, true),
+                         [](const auto &info) { return info.param ? "Objects" : "Arrays"; });

@@ -1,0 +1,175 @@
+// Aligned allocation, directory removal (symbolic links included), the
+// process id and string arrays.
+#include <glib/gstdio.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+#include "test_util.h"
+
+using kel_test::LogCapture;
+
+namespace {
+
+bool exists(const std::string &name) { return g_file_test(name.c_str(), G_FILE_TEST_EXISTS); }
+
+// A fresh temporary directory; names ending in "/" are made as directories.
+class TempDir {
+public:
+    TempDir()
+    {
+        char *p = g_dir_make_tmp("kel-test-XXXXXX", nullptr);
+        path_ = p ? p : "";
+        g_free(p);
+    }
+    ~TempDir()  // whatever a failed test left, removed without the code under test
+    {
+        EXPECT_EQ(system(("chmod -R u+rwx '" + path_ + "' 2>/dev/null; rm -rf '" + path_ + "'").c_str()), 0);
+    }
+    const std::string &path() const { return path_; }
+    std::string operator/(const std::string &rel) const { return path_ + "/" + rel; }
+    void make(std::initializer_list<std::string> names) const
+    {
+        for (const std::string &name : names)
+            ASSERT_TRUE(name.back() == '/' ? g_mkdir((*this / name).c_str(), 0700) == 0
+                                           : g_file_set_contents((*this / name).c_str(), "data", -1, nullptr)) << name;
+    }
+
+private:
+    std::string path_;
+};
+
+// Runs `op` on `path` and checks the GError it reports (code 0: success).
+void expect_dir_op(gboolean (*op)(const gchar *, GError **), const std::string &path, int code, const std::string &message = "")
+{
+    GError *error = nullptr;
+    EXPECT_EQ(op(path.c_str(), &error), code == 0) << path;
+    EXPECT_EQ(error ? error->code : 0, code) << path;
+    if (error && !message.empty()) {
+        EXPECT_EQ(error->domain, G_FILE_ERROR);
+        EXPECT_EQ(error->message, message);
+    }
+    g_clear_error(&error);
+}
+
+std::string removal_message(const std::string &name, int err) { return "Error removing \"" + name + "\": " + g_strerror(err); }
+
+}  // namespace
+
+TEST(AlignedAlloc, AlignedBlocksAndRefusalsInOrder)
+{
+    for (guint64 alignment : {8u, 64u, 4096u}) {
+        void *p = kel_aligned_alloc(alignment, alignment * 3);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % alignment, 0u) << alignment;
+        memset(p, 0xa5, alignment * 3);  // the whole block is usable
+        kel_aligned_free(p);
+    }
+    LogCapture log;
+    const std::tuple<guint64, guint64, const char *> cases[] = {
+        {0, 64, "alignment != 0"}, {24, 8, "(alignment & (alignment - 1)) == 0"},  // checked before the size
+        {64, 32, "size >= alignment"}, {64, 96, "size % alignment == 0"},
+        {4, 16, nullptr}, {1, 1, nullptr}};  // below the pointer size: the platform's rule, no warning
+    for (const auto &[alignment, size, expr] : cases) {
+        log.clear();
+        EXPECT_EQ(kel_try_aligned_alloc(alignment, size), nullptr);
+        std::vector<std::string> expected;
+        if (expr)
+            expected.push_back(std::string("kel_try_aligned_alloc: assertion '") + expr + "' failed");
+        EXPECT_EQ(log.messages(), expected) << alignment << "/" << size;
+    }
+}
+
+TEST(AlignedAllocDeathTest, FailureEndsProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(kel_aligned_alloc(4, 8), "src/kel_aligned_alloc_common\\.cpp:29: failed to allocate 8 bytes with 4 alignment");
+}
+
+TEST(Dirs, RemoveAndEmptyTreesWithoutFollowingLinks)
+{
+    TempDir tmp;
+    tmp.make({"r/", "r/f0", "r/a/", "r/a/f1", "r/a/b/", "r/a/b/.hidden", "r/a/b/c/", "r/a/b/c/f3", "r/empty/", "outside/",
+              "outside/precious", "outside/sub/", "e/", "e/a", "e/d/", "e/d/b"});
+    ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/link").c_str()), 0);
+    ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/a/link").c_str()), 0);
+    ASSERT_EQ(symlink("/nonexistent/target", (tmp / "r/dangling").c_str()), 0);
+    expect_dir_op(kel_rm_dir, tmp / "r", 0);
+    EXPECT_FALSE(exists(tmp / "r"));
+    EXPECT_TRUE(exists(tmp / "outside/precious") && exists(tmp / "outside/sub"));  // the links' target survives
+
+    EXPECT_FALSE(kel_is_dir_empty((tmp / "e").c_str()));
+    EXPECT_FALSE(kel_is_dir_empty((tmp / "e/a").c_str()));  // a plain file
+    EXPECT_FALSE(kel_is_dir_empty((tmp / "missing").c_str()));
+    expect_dir_op(kel_empty_dir, tmp / "e", 0);
+    EXPECT_TRUE(kel_is_dir_empty((tmp / "e").c_str()));  // still there, now empty
+    expect_dir_op(kel_empty_dir, tmp / "e", 0);         // nothing to do
+    expect_dir_op(kel_rm_dir, tmp / "missing", G_FILE_ERROR_NOENT);
+    expect_dir_op(kel_empty_dir, tmp / "outside/precious", G_FILE_ERROR_NOTDIR);
+    EXPECT_FALSE(kel_rm_dir((tmp / "missing").c_str(), nullptr));
+
+    // rmdir refuses a path ending in "." whoever runs the test, after the
+    // contents were removed through it; what was removed stays removed.
+    tmp.make({"d/", "d/f"});
+    expect_dir_op(kel_rm_dir, tmp / "d/.", G_FILE_ERROR_INVAL, removal_message(tmp / "d/.", EINVAL));
+    EXPECT_FALSE(exists(tmp / "d/f"));
+}
+
+TEST(Dirs, UnlinkFailureStopsRemoval)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "permissions do not stop root";
+    TempDir tmp;
+    tmp.make({"locked/", "locked/stuck"});
+    ASSERT_EQ(g_chmod((tmp / "locked").c_str(), 0500), 0);  // readable, not writable
+    expect_dir_op(kel_rm_dir, tmp.path(), G_FILE_ERROR_ACCES, removal_message(tmp / "locked/stuck", EACCES));
+    EXPECT_TRUE(exists(tmp / "locked/stuck"));
+}
+
+TEST(Process, GetPid) { EXPECT_EQ(kel_getpid(), static_cast<gint32>(getpid())); }
+
+TEST(StrArray, CopiesIndicesSortAndHandOver)
+{
+    KelStrArray *a = kel_str_array_sized_new(4);
+    EXPECT_TRUE(a->len == 0 && reinterpret_cast<char **>(a->data)[0] == nullptr && kel_str_array_index(a, 0) == nullptr);
+    char buf[] = "hello";
+    kel_str_array_add(a, buf);
+    buf[0] = 'j';  // the array holds its own copy
+    EXPECT_STREQ(kel_str_array_index(a, 0), "hello");
+    for (const char *s : {"b", "a", "\xc3\xa9", "B", "ab"})
+        kel_str_array_add(a, s);
+    for (int i = 0; i < 100; i++)  // well past the reservation
+        kel_str_array_add(a, "~");
+    EXPECT_EQ(a->len, 106u);
+    EXPECT_EQ(reinterpret_cast<char **>(a->data)[106], nullptr);
+    EXPECT_STREQ(kel_str_array_index(a, -106), "hello");
+    EXPECT_EQ(kel_str_array_index(a, 1), reinterpret_cast<char **>(a->data)[1]);  // the array's own pointer
+    for (gint32 i : {-107, 106, G_MININT32, G_MAXINT32})
+        EXPECT_EQ(kel_str_array_index(a, i), nullptr) << i;
+    kel_str_array_sort(a);  // by unsigned bytes
+    const char *sorted[] = {"B", "a", "ab", "b", "hello", "~"};
+    for (gint32 i = 0; i < 6; i++)
+        EXPECT_STREQ(kel_str_array_index(a, i), sorted[i]) << i;
+    EXPECT_STREQ(kel_str_array_index(a, -1), "\xc3\xa9");
+    char **vec = kel_str_array_free(a, FALSE);  // hands the vector over
+    EXPECT_EQ(g_strv_length(vec), 106u);
+    g_strfreev(vec);
+
+    LogCapture log;  // a NULL entry is refused by the add check and skipped
+    const char *holey[] = {"a", nullptr, "c"};
+    a = kel_str_array_new_strs(holey, 3);
+    EXPECT_TRUE(a->len == 2 && std::string(kel_str_array_index(a, 1)) == "c");
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"kel_str_array_add: assertion 'str' failed"});
+    kel_str_array_free(a, TRUE);
+    char **empty = kel_str_array_free(kel_str_array_new_strs(holey, 0), FALSE);
+    EXPECT_EQ(empty[0], nullptr);
+    g_strfreev(empty);
+    // Only the lowest byte of free_segment counts.
+    a = kel_str_array_sized_new(1);
+    kel_str_array_add(a, "kept");
+    vec = kel_str_array_free(a, 0x100);
+    EXPECT_STREQ(vec[0], "kept");
+    g_strfreev(vec);
+    a = kel_str_array_sized_new(1);
+    kel_str_array_add(a, "gone");
+    EXPECT_EQ(kel_str_array_free(a, 0x101), nullptr);
+}
