@@ -87,18 +87,18 @@ const LibOps *const all_libs[] = {&bench::kel_ops, &bench::jansson_ops, &bench::
                                   &bench::jsonglib_ops};
 std::vector<const LibOps *> libs;
 
-bool select_libs(const std::string &spec)
+bool select_libs(const std::string &option)
 {
     libs.clear();
     std::vector<std::string> wanted;
-    std::stringstream in(spec);
+    std::stringstream in(option);
     for (std::string name; std::getline(in, name, ',');) wanted.push_back(name);
     for (const LibOps *lib : all_libs)
         if (wanted.empty() || std::find(wanted.begin(), wanted.end(), lib->name) != wanted.end())
             libs.push_back(lib);
     if (libs.empty()) {
         std::fprintf(stderr, "kel-bench: --libs=%s selects no library (libkel, jansson, json-c, "
-                             "json-glib)\n", spec.c_str());
+                             "json-glib)\n", option.c_str());
         return false;
     }
     return true;
@@ -566,9 +566,9 @@ int main(int argc, char **argv)
 
     std::printf("kel-bench: checking every library on every corpus file...\n");
     if (!prepare_all()) return 1;
-    std::string spec;
-    for (const LibOps *lib : libs) spec += (spec.empty() ? "" : ",") + std::string(lib->name);
-    bool heap_ok = measure_heap(spec.c_str());
+    std::string option;
+    for (const LibOps *lib : libs) option += (option.empty() ? "" : ",") + std::string(lib->name);
+    bool heap_ok = measure_heap(option.c_str());
     if (!heap_ok) std::fprintf(stderr, "kel-bench: the heap measurement failed\n");
 
     register_all();

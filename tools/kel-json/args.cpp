@@ -15,18 +15,18 @@ std::optional<std::string> Args::value(const std::string &name) const
 
 namespace {
 
-const OptionSpec *find_long(const std::vector<OptionSpec> &specs, const std::string &name)
+const OptionSpec *find_long(const std::vector<OptionSpec> &options, const std::string &name)
 {
-    auto it = std::find_if(specs.begin(), specs.end(),
+    auto it = std::find_if(options.begin(), options.end(),
                            [&](const OptionSpec &s) { return name == s.name; });
-    return it == specs.end() ? nullptr : &*it;
+    return it == options.end() ? nullptr : &*it;
 }
 
-const OptionSpec *find_short(const std::vector<OptionSpec> &specs, char c)
+const OptionSpec *find_short(const std::vector<OptionSpec> &options, char c)
 {
-    auto it = std::find_if(specs.begin(), specs.end(),
+    auto it = std::find_if(options.begin(), options.end(),
                            [&](const OptionSpec &s) { return s.short_name == c; });
-    return it == specs.end() ? nullptr : &*it;
+    return it == options.end() ? nullptr : &*it;
 }
 
 bool is_operand(const std::string &w)
@@ -38,7 +38,7 @@ bool is_operand(const std::string &w)
 
 }  // namespace
 
-std::optional<std::string> parse_args(const std::vector<OptionSpec> &specs,
+std::optional<std::string> parse_args(const std::vector<OptionSpec> &options,
                                       const std::vector<std::string> &words, Args &out)
 {
     for (size_t i = 0; i < words.size(); ++i) {
@@ -53,7 +53,7 @@ std::optional<std::string> parse_args(const std::vector<OptionSpec> &specs,
             continue;
         }
 
-        const OptionSpec *spec = nullptr;
+        const OptionSpec *option = nullptr;
         std::optional<std::string> inline_value;
         std::string shown;  // the option as the user wrote it, for messages
         if (w[1] == '-') {
@@ -62,38 +62,38 @@ std::optional<std::string> parse_args(const std::vector<OptionSpec> &specs,
                 inline_value = name.substr(eq + 1);
                 name.resize(eq);
             }
-            spec = find_long(specs, name);
+            option = find_long(options, name);
             shown = "--" + name;
         } else {
-            spec = find_short(specs, w[1]);
+            option = find_short(options, w[1]);
             shown = w.substr(0, 2);
             if (w.size() > 2)
                 inline_value = w.substr(2);
         }
-        if (spec == nullptr)
+        if (option == nullptr)
             return "unknown option '" + shown + "'";
 
-        if (spec->value_name == nullptr) {
+        if (option->value_name == nullptr) {
             if (inline_value)
                 return "option '" + shown + "' takes no value";
-            out.set(spec->name, "");
+            out.set(option->name, "");
             continue;
         }
         if (!inline_value) {
             if (i + 1 == words.size())
-                return "option '" + shown + "' needs a value (" + spec->value_name + ")";
+                return "option '" + shown + "' needs a value (" + option->value_name + ")";
             inline_value = words[++i];
         }
-        out.set(spec->name, *inline_value);
+        out.set(option->name, *inline_value);
     }
     return std::nullopt;
 }
 
-std::string format_options(const std::vector<OptionSpec> &specs)
+std::string format_options(const std::vector<OptionSpec> &options)
 {
     std::vector<std::pair<std::string, std::string>> rows;
     size_t width = 0;
-    for (const OptionSpec &s : specs) {
+    for (const OptionSpec &s : options) {
         std::string left = "  ";
         left += s.short_name ? std::string("-") + s.short_name + ", " : "    ";
         left += std::string("--") + s.name;

@@ -31,17 +31,17 @@ private:
     std::vector<std::string> operands_;
 };
 
-// Parses the words that follow the subcommand against specs. Returns a
+// Parses the words that follow the subcommand against options. Returns a
 // message for the user on a usage error, nothing on success.
 //
 // "--" ends the options; "-" is an operand (standard input), and so is a word
 // made of "-" and a digit or a dot, so that `set FILE /n -1` works. Long
 // options take their value as "--name=value" or as the next word, "-o" as
 // "-oFILE" or the next word. A repeated option keeps its last value.
-std::optional<std::string> parse_args(const std::vector<OptionSpec> &specs,
+std::optional<std::string> parse_args(const std::vector<OptionSpec> &options,
                                       const std::vector<std::string> &words, Args &out);
 
-// The "Options:" lines of a help text, one per spec.
-std::string format_options(const std::vector<OptionSpec> &specs);
+// The "Options:" lines of a help text, one per option.
+std::string format_options(const std::vector<OptionSpec> &options);
 
 }  // namespace kj

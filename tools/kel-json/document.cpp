@@ -76,10 +76,10 @@ JsonPtr load_text(const std::string &text, int load_flags, KelError **err)
 
 const std::vector<OptionSpec> &input_option_specs()
 {
-    static const std::vector<OptionSpec> specs = {
+    static const std::vector<OptionSpec> options = {
         {"reject-duplicates", 0, nullptr, "treat a member name repeated in one object as an error"},
     };
-    return specs;
+    return options;
 }
 
 int load_flags(const Args &args)
@@ -91,7 +91,7 @@ int load_flags(const Args &args)
 
 const std::vector<OptionSpec> &output_option_specs()
 {
-    static const std::vector<OptionSpec> specs = {
+    static const std::vector<OptionSpec> options = {
         {"output", 'o', "FILE", "write to FILE, replaced atomically, instead of standard output"},
         {"compact", 0, nullptr, "write everything on one line without blanks"},
         {"sort", 0, nullptr, "write object members sorted by name"},
@@ -99,7 +99,7 @@ const std::vector<OptionSpec> &output_option_specs()
         {"u128-str", 0, nullptr, "write integers beyond 64 bits as quoted decimal strings"},
         {"fixed", 0, nullptr, "write doubles as \"%f\" (six decimals) instead of exactly"},
     };
-    return specs;
+    return options;
 }
 
 std::optional<std::string> read_output_options(const Args &args, OutputOptions &out)

@@ -28,15 +28,15 @@ std::vector<Command> all_commands()
 // The subcommand's own options, then the shared groups, then --help.
 std::vector<OptionSpec> option_specs(const Command &cmd)
 {
-    std::vector<OptionSpec> specs = cmd.options;
+    std::vector<OptionSpec> options = cmd.options;
     const auto &in = input_option_specs();
-    specs.insert(specs.end(), in.begin(), in.end());
+    options.insert(options.end(), in.begin(), in.end());
     if (cmd.prints_document) {
         const auto &out = output_option_specs();
-        specs.insert(specs.end(), out.begin(), out.end());
+        options.insert(options.end(), out.begin(), out.end());
     }
-    specs.push_back(kHelpOption);
-    return specs;
+    options.push_back(kHelpOption);
+    return options;
 }
 
 void print_program_help(const std::vector<Command> &commands)
