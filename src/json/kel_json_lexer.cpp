@@ -592,16 +592,6 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
 // ---- Strings ---------------------------------------------------------------
 
 
-// Reads one byte of an escape sequence; -1 fails like the end of the string.
-template <class R>
-inline int get_escape_byte(KelJsonLexer *lex) noexcept
-{
-    const int c = get_byte<R>(lex);
-    if (c > 0)
-        g_string_append_c(lex->text, static_cast<char>(c));
-    return c;
-}
-
 // First pass over an escape; the backslash has been read. Checks the escape
 // letter and the four hexadecimal digits of \u.
 template <class R>
@@ -610,14 +600,14 @@ bool scan_escape(KelJsonLexer *lex) noexcept
     // What followed the backslash, for the messages: at most "u" and four digits.
     char seen[6] = {};
     int n = 0;
-    const int e = get_escape_byte<R>(lex);
+    const int e = get_save<R>(lex);
     if (e < 0)
         return fail_in_string(lex);
     seen[n++] = static_cast<char>(e);
     switch (e) {
     case 'u':
         for (int i = 0; i < 4; i++) {
-            const int h = get_escape_byte<R>(lex);
+            const int h = get_save<R>(lex);
             if (h < 0)
                 return fail_in_string(lex);
             seen[n++] = static_cast<char>(h);
