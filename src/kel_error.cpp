@@ -13,9 +13,9 @@ void release_record_contents(KelError *error) noexcept
 {
     g_clear_error(&error->gerror);
 
-    // The list runs newest first but items are released oldest first, so a
-    // newer item's free_func may still rely on the older ones. Reverse the
-    // list in place (no allocation) and walk it from the old end.
+    // The list runs newest first but items are released oldest first (from
+    // the tail back to the head). Reverse the list in place (no allocation)
+    // and walk it from the old end.
     KelErrorData *reversed = nullptr;
     for (KelErrorData *item = error->data; item != nullptr;) {
         KelErrorData *next = item->next;
@@ -26,6 +26,9 @@ void release_record_contents(KelError *error) noexcept
     error->data = nullptr;
     while (reversed != nullptr) {
         KelErrorData *newer = reversed->next;
+        // Everything older is already gone, so the item reaches its
+        // free_func as the tail of the list, never linked to a newer one.
+        reversed->next = nullptr;
         if (reversed->free_func != nullptr)
             reversed->free_func(reversed);
         g_free(reversed);

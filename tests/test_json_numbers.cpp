@@ -233,6 +233,9 @@ TEST(ReadDouble, BoundariesReadLikeStrtod)
                              "2.4703282292062327e-324", "2.4703282292062328e-324",
                              "4.9406564584124654e-324", "1e-310", "-2.2250738585072011e-308",
                              "2.2250738585072014e-308", "0.0e-999999", "1e99999999999999999999"});
+    // Just below DBL_MIN, rounding up to it: strtod reports the underflow.
+    expect_read_like_strtod({"2.2250738585072012e-308", "-2.2250738585072012e-308",
+                             "2.22507385850720138e-308"});
 }
 
 TEST(ReadDouble, RandomTextsReadLikeStrtod)

@@ -93,7 +93,7 @@ TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
     bad->type = 11;
     EXPECT_EQ(kel_json_copy(bad), nullptr);
     ASSERT_EQ(log.messages().size(), 1u);
-    EXPECT_EQ(log.last().rfind("file src/json/kel_json_copy.cpp: line ", 0), 0u) << log.last();
+    EXPECT_EQ(log.last().rfind("file src/json/kel_json.cpp: line ", 0), 0u) << log.last();
     EXPECT_NE(log.last().find(" (kel_json_copy): should not be reached"), std::string::npos);
     JsonRoot copy(kel_json_copy(array));  // the corrupted member is left out
     bad->type = KEL_JSON_NULL;

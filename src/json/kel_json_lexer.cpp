@@ -11,6 +11,7 @@
 #include "kel_json_gstring.h"
 
 #include <cerrno>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -455,6 +456,16 @@ bool fits_uint128(std::string_view text) noexcept
     return text.size() < kMax.size() || (text.size() == kMax.size() && text <= kMax);
 }
 
+// True when from_chars' answer `d` can stand for g_ascii_strtod's: a normal
+// double above the smallest normal one in magnitude. glibc detects underflow
+// before rounding, so a text just below DBL_MIN that rounds up to it is a
+// range error there although from_chars answers DBL_MIN; such results (and
+// zero, subnormals, infinities) are left to g_ascii_strtod.
+bool fast_real_ok(double d) noexcept
+{
+    return std::isnormal(d) && std::fabs(d) > DBL_MIN;
+}
+
 int convert_integer(KelJsonLexer *lex) noexcept
 {
     const char *text = lex->text->str;
@@ -498,13 +509,13 @@ int convert_real(KelJsonLexer *lex) noexcept
     const char *text = lex->text->str;
     // from_chars rounds correctly, as glibc's strtod does, so both give the
     // same double; it is several times faster on long mantissas. Its answer
-    // is taken for normal numbers only: zero, subnormal and out-of-range
-    // results go to g_ascii_strtod, whose errno (ERANGE on overflow and
-    // underflow) decides what is an error.
+    // is taken only where fast_real_ok vouches for it: zero, subnormal,
+    // out-of-range and DBL_MIN results go to g_ascii_strtod, whose errno
+    // (ERANGE on overflow and underflow) decides what is an error.
     double fast = 0.0;
     const char *text_end = text + lex->text->len;
     const auto res = std::from_chars(text, text_end, fast);
-    if (res.ec == std::errc() && res.ptr == text_end && std::isnormal(fast)) {
+    if (res.ec == std::errc() && res.ptr == text_end && fast_real_ok(fast)) {
         lex->value.real = fast;
         lex->token = KEL_JSON_TOKEN_REAL;
         return 1;
@@ -820,8 +831,8 @@ bool plain_string_in_place(KelJsonLexer *lex, const unsigned char *start) noexce
 
 // A number whose first byte `first` (a digit or the minus sign) was just
 // consumed (`rest` is the read position), when it is an integer of at most
-// kShortIntDigits digits or a real that from_chars converts to a normal
-// double. Other numbers, and every malformed one, are left to scan_number.
+// kShortIntDigits digits or a real whose from_chars result fast_real_ok
+// accepts. Other numbers, and every malformed one, are left to scan_number.
 bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
 {
     const unsigned char *const begin = rest - 1;  // the first byte, still in the input
@@ -868,7 +879,7 @@ bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) no
     if (real) {
         double d = 0.0;
         const auto res = std::from_chars(text, end, d);
-        if (res.ec != std::errc() || res.ptr != end || !std::isnormal(d))
+        if (res.ec != std::errc() || res.ptr != end || !fast_real_ok(d))
             return false;  // see convert_real
         lex->value.real = d;
         lex->token = KEL_JSON_TOKEN_REAL;

@@ -12,7 +12,9 @@
 
 namespace {
 
-constexpr const char *kThisFile = "src/json/kel_json_union.cpp";
+// The critical for an unknown kind names the value-model unit that union
+// belongs to, whichever file of it holds the code.
+constexpr const char *kThisFile = "src/json/kel_json.cpp";
 
 bool is_container(const KelJson *json) noexcept
 {
