@@ -6,9 +6,9 @@
 // byte by byte. The string source is recognised by its reader and read in
 // place, which saves an indirect call per byte, lets string contents be
 // copied in runs and lets the common tokens be taken whole from the text
-// (token_in_place); the counters advance exactly as byte-wise reading would.
-#include "kel_json_lexer.h"
-#include "kel_json_gstring.h"
+// (token_in_place, in kel_json_lexer_direct.cpp); the counters advance
+// exactly as byte-wise reading would.
+#include "kel_json_lexer_impl.h"
 
 #include <cerrno>
 #include <cfloat>
@@ -25,18 +25,6 @@ const char *const chr_strs[7] = {"'{'", "'}'", "'['", "']'", "':'", "','", nullp
 namespace kel {
 
 namespace {
-
-constexpr bool is_space(int c) noexcept
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-constexpr bool is_digit(int c) noexcept { return c >= '0' && c <= '9'; }
-
-constexpr bool is_alpha(int c) noexcept
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
 
 constexpr int hex_value(int c) noexcept
 {
@@ -60,13 +48,6 @@ constexpr bool starts_char(unsigned b) noexcept { return b < 0x80 || (b >= 0xC2 
 struct CallReader {
     static constexpr bool kDirect = false;
     static int fetch(KelJsonLexer *lex) noexcept { return lex->get(lex->data); }
-};
-
-// The string source, whose reader is called directly (and inlined), and
-// whose text the run functions below read in place.
-struct StrReader {
-    static constexpr bool kDirect = true;
-    static int fetch(KelJsonLexer *lex) noexcept { return str_source_get(lex->data); }
 };
 
 // The stream source, read with the unlocked getc inlined: kel_json_loadf
@@ -258,6 +239,8 @@ int fail_in_string(KelJsonLexer *lex) noexcept
     return 0;
 }
 
+}  // namespace
+
 // ---- Words -----------------------------------------------------------------
 
 template <class R>
@@ -286,165 +269,9 @@ int scan_word(KelJsonLexer *lex) noexcept
     return 1;
 }
 
-// ---- Runs (string source) ---------------------------------------------------
-
-struct ByteSet {
-    bool plain[256] = {};
-};
-
-// Bytes a string holds without a second look: printable ASCII other than the
-// quote and the backslash, and DEL.
-constexpr ByteSet kStringPlain = [] {
-    ByteSet t;
-    for (int b = 0x20; b < 0x80; b++)
-        t.plain[b] = b != '"' && b != '\\';
-    return t;
-}();
-
-constexpr ByteSet kDigits = [] {
-    ByteSet t;
-    for (int b = '0'; b <= '9'; b++)
-        t.plain[b] = true;
-    return t;
-}();
-
-// Length of the valid multi-byte character at p (lead byte 0xC2..0xF4), or 0.
-// Stops at the first byte that does not fit, so it never reads past a NUL.
-inline int valid_multibyte(const unsigned char *p) noexcept
-{
-    const unsigned b0 = p[0];
-    if (b0 <= 0xDF)
-        return (p[1] >= 0x80 && p[1] <= 0xBF) ? 2 : 0;
-    // The second byte's range also excludes overlong forms, surrogates and
-    // code points above 0x10FFFF.
-    unsigned lo = 0x80, hi = 0xBF;
-    if (b0 == 0xE0)
-        lo = 0xA0;
-    else if (b0 == 0xED)
-        hi = 0x9F;
-    else if (b0 == 0xF0)
-        lo = 0x90;
-    else if (b0 == 0xF4)
-        hi = 0x8F;
-    if (p[1] < lo || p[1] > hi || p[2] < 0x80 || p[2] > 0xBF)
-        return 0;
-    if (b0 <= 0xEF)
-        return 3;
-    return (p[3] >= 0x80 && p[3] <= 0xBF) ? 4 : 0;
-}
-
-// Eight bytes of the string source's text, which the caller has checked to
-// lie before its end.
-inline std::uint64_t load_word(const unsigned char *p) noexcept
-{
-    std::uint64_t w;
-    std::memcpy(&w, p, sizeof w);
-    return w;
-}
-
-// String source only: copies the run of characters that `plain` admits
-// (and, with kMultibyte, valid multi-byte characters) starting at the read
-// position into lex->text in one go. It stops before anything else, which
-// byte-wise reading then handles and reports exactly; the counters advance
-// as byte-wise reading would have advanced them (no run holds a newline).
-template <bool kMultibyte>
-void copy_run(KelJsonLexer *lex, const bool (&plain)[256]) noexcept
-{
-    if (lex->eof || lex->buffer[lex->buffer_pos] != '\0')
-        return;  // a character is half delivered: finish it byte-wise
-    auto *src = static_cast<KelJsonStrSource *>(lex->data);
-    const auto *start = reinterpret_cast<const unsigned char *>(src->str) + src->pos;
-    const unsigned char *p = start;
-    guint32 chars = 0;
-    for (;;) {
-        if (plain[*p]) {
-            p++;
-        } else if (kMultibyte && *p >= 0xC2 && *p <= 0xF4) {
-            const int n = valid_multibyte(p);
-            if (n == 0)
-                break;
-            p += n;
-        } else {
-            break;
-        }
-        chars++;
-    }
-    const auto n = static_cast<gsize>(p - start);
-    if (n == 0)
-        return;
-    gstring_append(lex->text, reinterpret_cast<const char *>(start), n);
-    // The loader keeps string inputs below 2^31 bytes, so pos cannot overflow.
-    src->pos += static_cast<gint32>(n);
-    lex->position += static_cast<guint32>(n);
-    lex->column += chars;
-}
-
-// String source only: skips the white space that starts at `start`, the
-// read position, counting lines and columns as byte-wise reading would.
-// Returns the new read position.
-G_GNUC_NO_INLINE const unsigned char *skip_space_at(KelJsonLexer *lex,
-                                                    const unsigned char *start) noexcept
-{
-    auto *src = static_cast<StrInput *>(lex->data);
-    const auto *end = reinterpret_cast<const unsigned char *>(src->end);
-    const unsigned char *p = start;
-    // The counters live in locals during the run: stores through `lex` would
-    // otherwise be repeated for every byte (the text may alias them).
-    auto line = lex->line;
-    auto column = lex->column;
-    auto last_column = lex->last_column;
-    for (;; p++) {
-        // Indentation makes long runs of blanks: a tight loop of their own.
-        const unsigned char *blanks = p;
-        if (*p == ' ') {
-            while (end - p >= 8 && load_word(p) == 0x2020202020202020ULL)  // eight blanks
-                p += 8;
-            while (*p == ' ')
-                p++;
-        }
-        column += static_cast<guint32>(p - blanks);
-        if (*p == '\t' || *p == '\r') {
-            column++;
-        } else if (*p == '\n') {
-            line++;
-            last_column = column;
-            column = 0;
-        } else {
-            break;
-        }
-    }
-    lex->line = line;
-    lex->column = column;
-    lex->last_column = last_column;
-    const auto n = static_cast<gint32>(p - start);
-    src->pos += n;
-    lex->position += static_cast<guint32>(n);
-    return p;
-}
-
-// The read position of the string source when no character is half
-// delivered, else NULL.
-inline const unsigned char *direct_text(const KelJsonLexer *lex) noexcept
-{
-    if (lex->eof || lex->buffer[lex->buffer_pos] != '\0')
-        return nullptr;
-    const auto *src = static_cast<const KelJsonStrSource *>(lex->data);
-    return reinterpret_cast<const unsigned char *>(src->str) + src->pos;
-}
-
-// String source only: skips the run of white space at the read position.
-inline void skip_space_run(KelJsonLexer *lex) noexcept
-{
-    const unsigned char *p = direct_text(lex);
-    if (p != nullptr && is_space(*p))
-        skip_space_at(lex, p);
-}
+namespace {
 
 // ---- Numbers ---------------------------------------------------------------
-
-// Up to 18 decimal digits always fit in int64; g_ascii_strtoll would give
-// the same value without error, so they are converted here directly.
-constexpr gsize kShortIntDigits = 18;
 
 // True for the decimal text of a non-negative integer below 2^128 (the lexer's
 // grammar rules out leading zeros, so the digit count decides, then the digits).
@@ -454,16 +281,6 @@ bool fits_uint128(std::string_view text) noexcept
     if (text.empty() || text[0] == '-')
         return false;
     return text.size() < kMax.size() || (text.size() == kMax.size() && text <= kMax);
-}
-
-// True when from_chars' answer `d` can stand for g_ascii_strtod's: a normal
-// double above the smallest normal one in magnitude. glibc detects underflow
-// before rounding, so a text just below DBL_MIN that rounds up to it is a
-// range error there although from_chars answers DBL_MIN; such results (and
-// zero, subnormals, infinities) are left to g_ascii_strtod.
-bool fast_real_ok(double d) noexcept
-{
-    return std::isnormal(d) && std::fabs(d) > DBL_MIN;
 }
 
 int convert_integer(KelJsonLexer *lex) noexcept
@@ -546,6 +363,8 @@ int read_digits(KelJsonLexer *lex) noexcept
     return c;
 }
 
+}  // namespace
+
 // `c` is the first byte, already saved: a digit or the minus sign.
 template <class R>
 int scan_number(KelJsonLexer *lex, int c) noexcept
@@ -599,6 +418,8 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
     unread_terminator(lex, c);
     return real ? convert_real(lex) : convert_integer(lex);
 }
+
+namespace {
 
 // ---- Strings ---------------------------------------------------------------
 
@@ -750,6 +571,8 @@ int decode_string(KelJsonLexer *lex, bool escaped) noexcept
     return 1;
 }
 
+}  // namespace
+
 // The opening quote has been read and saved.
 template <class R>
 int scan_string(KelJsonLexer *lex) noexcept
@@ -779,221 +602,15 @@ int scan_string(KelJsonLexer *lex) noexcept
     return decode_string(lex, escaped);
 }
 
-// ---- Whole tokens in place (string source) --------------------------------
-
-// The common tokens of a document read straight from the string source's
-// text, without a byte through lex->text. Each one either recognises a
-// complete token whose bytes need no second look and consumes it with the
-// counters advanced as byte-wise reading would advance them, or consumes
-// nothing and leaves the token to the general path, which then produces
-// every message and position exactly.
-
-// Consumes `n` bytes holding `chars` characters and no newline.
-inline void advance_direct(KelJsonLexer *lex, gsize n, guint32 chars) noexcept
-{
-    // The loader keeps string inputs below 2^31 bytes, so pos cannot overflow.
-    static_cast<KelJsonStrSource *>(lex->data)->pos += static_cast<gint32>(n);
-    lex->position += static_cast<guint32>(n);
-    lex->column += chars;
-}
-
-// The string whose opening quote was just consumed (`start` is the read
-// position) when it is complete and holds neither escapes nor control bytes,
-// all its characters valid UTF-8. The value then points into the input (it
-// is not NUL-terminated there; the parser copies value.string.len bytes).
-bool plain_string_in_place(KelJsonLexer *lex, const unsigned char *start) noexcept
-{
-    const unsigned char *p = start;
-    guint32 chars = 0;
-    for (;;) {
-        if (kStringPlain.plain[*p]) {
-            p++;
-            chars++;
-        } else if (*p >= 0xC2 && *p <= 0xF4) {
-            const int n = valid_multibyte(p);
-            if (n == 0)
-                return false;
-            p += n;
-            chars++;
-        } else {
-            break;
-        }
-    }
-    if (*p != '"')
-        return false;  // an escape, a control byte, bad UTF-8 or the end
-    const auto len = static_cast<gsize>(p - start);
-    lex->value.string.str = const_cast<char *>(reinterpret_cast<const char *>(start));
-    lex->value.string.len = len;
-    lex->token = KEL_JSON_TOKEN_STRING;
-    advance_direct(lex, len + 1, chars + 1);  // the closing quote included
-    return true;
-}
-
-// A number whose first byte `first` (a digit or the minus sign) was just
-// consumed (`rest` is the read position), when it is an integer of at most
-// kShortIntDigits digits or a real whose from_chars result fast_real_ok
-// accepts. Other numbers, and every malformed one, are left to scan_number.
-bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
-{
-    const unsigned char *const begin = rest - 1;  // the first byte, still in the input
-    const unsigned char *p = rest;
-    if (first == '-') {
-        if (!is_digit(*p))
-            return false;
-        first = *p++;
-    }
-    if (first == '0') {
-        if (is_digit(*p))
-            return false;
-    } else {
-        while (is_digit(*p))
-            p++;
-    }
-    bool real = false;
-    if (*p == '.') {
-        if (!is_digit(p[1]))
-            return false;
-        p += 2;
-        while (is_digit(*p))
-            p++;
-        real = true;
-    }
-    if (*p == 'e' || *p == 'E') {
-        const unsigned char *q = p + 1;
-        if (*q == '+' || *q == '-')
-            q++;
-        if (!is_digit(*q))
-            return false;
-        p = q + 1;
-        while (is_digit(*p))
-            p++;
-        real = true;
-    }
-    // A terminator of 0x80 and above is a character that byte-wise reading
-    // would fetch and validate whole (a bad one is consumed by the failed
-    // fetch); that is left to it.
-    if (*p >= 0x80)
-        return false;
-    const char *const text = reinterpret_cast<const char *>(begin);
-    const char *const end = reinterpret_cast<const char *>(p);
-    if (real) {
-        double d = 0.0;
-        const auto res = std::from_chars(text, end, d);
-        if (res.ec != std::errc() || res.ptr != end || !fast_real_ok(d))
-            return false;  // see convert_real
-        lex->value.real = d;
-        lex->token = KEL_JSON_TOKEN_REAL;
-    } else {
-        const bool negative = *begin == '-';
-        const char *digits = text + (negative ? 1 : 0);
-        if (static_cast<gsize>(end - digits) > kShortIntDigits)
-            return false;
-        gint64 v = 0;
-        for (; digits < end; digits++)
-            v = v * 10 + (*digits - '0');
-        lex->value.integer = negative ? -v : v;
-        lex->token = KEL_JSON_TOKEN_INTEGER;
-    }
-    const auto n = static_cast<gsize>(p - rest);
-    advance_direct(lex, n, static_cast<guint32>(n));
-    if (*p == '\0')
-        lex->eof = 1;  // byte-wise reading met the end as the number's terminator
-    return true;
-}
-
-// The rest of "true", "false" or "null" after its first byte `first`, which
-// was just consumed (`rest` is the read position).
-bool word_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
-{
-    std::string_view tail;
-    gint32 token;
-    switch (first) {
-    case 't': tail = "rue"; token = KEL_JSON_TOKEN_TRUE; break;
-    case 'f': tail = "alse"; token = KEL_JSON_TOKEN_FALSE; break;
-    case 'n': tail = "ull"; token = KEL_JSON_TOKEN_NULL; break;
-    default: return false;
-    }
-    // strncmp stops at the input's NUL; the terminator must end the word and
-    // be ASCII (see number_in_place).
-    if (std::strncmp(reinterpret_cast<const char *>(rest), tail.data(), tail.size()) != 0)
-        return false;
-    const unsigned char after = rest[tail.size()];
-    if (is_alpha(after) || after >= 0x80)
-        return false;
-    lex->token = token;
-    advance_direct(lex, tail.size(), static_cast<guint32>(tail.size()));
-    if (after == '\0')
-        lex->eof = 1;
-    return true;
-}
-
-// The next token of the string source when it starts at the read position
-// after white space: punctuation, or a string, number or word that the
-// functions above take. A token they leave goes on byte-wise from its first
-// byte, as next_token would. Returns lex_next's result, or -1 when the token
-// was not begun (next_token then reads it).
-int token_in_place(KelJsonLexer *lex) noexcept
-{
-    const unsigned char *p = direct_text(lex);
-    if (p == nullptr)
-        return -1;
-    if (*p == ' ' && !is_space(p[1])) {
-        advance_direct(lex, 1, 1);  // a lone blank, as after most colons
-        p++;
-    } else if (is_space(*p)) {
-        p = skip_space_at(lex, p);
-    }
-    const int c = *p;
-    switch (c) {
-    case '{':
-    case '}':
-    case '[':
-    case ']':
-    case ':':
-    case ',':
-        advance_direct(lex, 1, 1);
-        lex->token = c;
-        return 1;
-    case '"':
-        advance_direct(lex, 1, 1);
-        if (plain_string_in_place(lex, p + 1))
-            return 1;
-        g_string_append_c(lex->text, '"');
-        return scan_string<StrReader>(lex);
-    case '-':
-    case '0': case '1': case '2': case '3': case '4':
-    case '5': case '6': case '7': case '8': case '9':
-        advance_direct(lex, 1, 1);
-        if (number_in_place(lex, c, p + 1))
-            return 1;
-        g_string_append_c(lex->text, static_cast<char>(c));
-        return scan_number<StrReader>(lex, c);
-    case 't':
-    case 'f':
-    case 'n':
-        advance_direct(lex, 1, 1);
-        if (word_in_place(lex, c, p + 1))
-            return 1;
-        g_string_append_c(lex->text, static_cast<char>(c));
-        return scan_word<StrReader>(lex);
-    default:
-        return -1;
-    }
-}
-
 // ---- Tokens ----------------------------------------------------------------
 
+// For the string source, token_in_place comes first and leaves to this
+// function only the tokens it does not begin. Not inlined, so that lex_next
+// stays a dispatch of tail calls without a frame of its own.
 template <class R>
-int next_token(KelJsonLexer *lex) noexcept
+G_GNUC_NO_INLINE int next_token(KelJsonLexer *lex) noexcept
 {
-    lex->text->len = 0;  // g_string_truncate(text, 0), without the call
-    lex->text->str[0] = '\0';
-    lex->token = KEL_JSON_TOKEN_INVALID;  // what every failure leaves
-    if constexpr (R::kDirect) {
-        const int r = token_in_place(lex);
-        if (r >= 0)
-            return r;
-    }
+    reset_token(lex);
     int c;
     do {
         if constexpr (R::kDirect)
@@ -1033,8 +650,6 @@ int next_token(KelJsonLexer *lex) noexcept
     return 0;
 }
 
-}  // namespace
-
 int str_source_get(void *data) noexcept
 {
     auto *src = static_cast<KelJsonStrSource *>(data);
@@ -1054,8 +669,9 @@ int file_source_get(void *data) noexcept
 
 int lex_next(KelJsonLexer *lex) noexcept
 {
+    // A tail call: token_in_place goes on to next_token<StrReader> itself.
     if (is_str_source(lex))
-        return next_token<StrReader>(lex);
+        return token_in_place(lex);
     if (lex->get == file_source_get)
         return next_token<FileReader>(lex);
     return next_token<CallReader>(lex);
@@ -1114,6 +730,12 @@ int lex_get_save(KelJsonLexer *lex) noexcept
 }
 
 void lex_unget(KelJsonLexer *lex, int c) noexcept { unread_saved(lex, c); }
+
+// The string source's scanners, for the direct paths' fallbacks.
+template int scan_word<StrReader>(KelJsonLexer *lex) noexcept;
+template int scan_number<StrReader>(KelJsonLexer *lex, int c) noexcept;
+template int scan_string<StrReader>(KelJsonLexer *lex) noexcept;
+template int next_token<StrReader>(KelJsonLexer *lex) noexcept;
 
 }  // namespace kel
 
