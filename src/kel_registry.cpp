@@ -16,21 +16,17 @@ constexpr std::array<const char *, 2> kDataTypeNames = {
 GRWLock registry_lock;
 GPtrArray *registry = nullptr;  // of KelErrorRegistryEntry*, freed with g_free
 
-class WriterLock {
+// Holds the registry lock for one scope, as a writer or as a reader.
+template <void (*Lock)(GRWLock *), void (*Unlock)(GRWLock *)>
+class ScopedLock {
 public:
-    WriterLock() noexcept { g_rw_lock_writer_lock(&registry_lock); }
-    ~WriterLock() { g_rw_lock_writer_unlock(&registry_lock); }
-    WriterLock(const WriterLock &) = delete;
-    WriterLock &operator=(const WriterLock &) = delete;
+    ScopedLock() noexcept { Lock(&registry_lock); }
+    ~ScopedLock() { Unlock(&registry_lock); }
+    ScopedLock(const ScopedLock &) = delete;
+    ScopedLock &operator=(const ScopedLock &) = delete;
 };
-
-class ReaderLock {
-public:
-    ReaderLock() noexcept { g_rw_lock_reader_lock(&registry_lock); }
-    ~ReaderLock() { g_rw_lock_reader_unlock(&registry_lock); }
-    ReaderLock(const ReaderLock &) = delete;
-    ReaderLock &operator=(const ReaderLock &) = delete;
-};
+using WriterLock = ScopedLock<g_rw_lock_writer_lock, g_rw_lock_writer_unlock>;
+using ReaderLock = ScopedLock<g_rw_lock_reader_lock, g_rw_lock_reader_unlock>;
 
 gboolean entry_has_domain(gconstpointer element, gconstpointer wanted) noexcept
 {

@@ -626,23 +626,13 @@ G_GNUC_NO_INLINE int next_token(KelJsonLexer *lex) noexcept
         return 0;
     }
     g_string_append_c(lex->text, static_cast<char>(c));
-    switch (c) {
-    case '{':
-    case '}':
-    case '[':
-    case ']':
-    case ':':
-    case ',':
+    if (is_structural(c)) {
         lex->token = c;
         return 1;
-    case '"':
-        return scan_string<R>(lex);
-    case '-':
-        return scan_number<R>(lex, c);
-    default:
-        break;
     }
-    if (is_digit(c))
+    if (c == '"')
+        return scan_string<R>(lex);
+    if (c == '-' || is_digit(c))
         return scan_number<R>(lex, c);
     if (is_alpha(c))
         return scan_word<R>(lex);

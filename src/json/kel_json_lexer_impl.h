@@ -11,6 +11,12 @@
 
 namespace kel {
 
+// The six single-character tokens, whose kind is the character itself.
+constexpr bool is_structural(int c) noexcept
+{
+    return c == '{' || c == '}' || c == '[' || c == ']' || c == ':' || c == ',';
+}
+
 constexpr bool is_space(int c) noexcept
 {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
