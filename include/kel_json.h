@@ -265,6 +265,18 @@ enum {
  * position item at the bracket that went one level too deep. */
 #define KEL_JSON_MAX_DEPTH 10000
 
+/* Bound of reference expansion (kel_json_jref_expand). A few bytes of
+ * references can stand for an exponential number of values (ten arrays, each
+ * holding ten references to the previous one, expand to about 10^9 values), so
+ * expansion first counts the values its copies would create and refuses,
+ * with nothing changed, when they would be more than the larger of
+ * KEL_JSON_EXPAND_MIN_BUDGET and KEL_JSON_EXPAND_BUDGET_FACTOR times the
+ * values in the document. The error is KEL_JSON_FEATURE_UNSUPPORTED with
+ * "Expanding reference %P would create more than %s values", naming the
+ * reference at which the count passed the budget. */
+#define KEL_JSON_EXPAND_MIN_BUDGET 1000000
+#define KEL_JSON_EXPAND_BUDGET_FACTOR 100
+
 KEL_API KelJson *kel_json_loads(const char *in, int flags, KelError **error);
 KEL_API KelJson *kel_json_loadf(FILE *fh, int flags, KelError **error);
 

@@ -76,6 +76,51 @@ bool json_refuse_cycle(KelJson *container, KelJson *value, KelError **error) noe
 void json_obj_insert_fresh(KelJson *obj, char *key, KelJson *value) noexcept;
 void json_array_append_fresh(KelJson *array, KelJson *value) noexcept;
 
+// ---- Member names (src/json/kel_json_keys.cpp) ---------------------------------
+
+// SipHash with C compression and D finalisation rounds over `len` bytes,
+// keyed with (k0, k1). Instantiated for <1, 3> (the tables) and <2, 4>.
+template <int C, int D>
+guint64 siphash(const void *data, gsize len, guint64 k0, guint64 k1) noexcept;
+
+// SipHash-1-3 of the bytes under this process's random key: the hash for
+// anything an input document chooses (member names, string contents).
+guint64 json_hash_bytes(const void *data, gsize len) noexcept;
+
+// GHashFunc of object tables: json_hash_bytes of the NUL-terminated name.
+guint json_key_hash(gconstpointer key) noexcept;
+
+// Every name an object table owns is stored behind a header that holds its
+// insertion sequence number, so that members can be listed in the order in
+// which they were first inserted. Such a name is made by json_key_new
+// (sequence 0) and released by json_key_free (the tables' key release).
+constexpr std::size_t kJsonKeyHeader = sizeof(guint64);
+char *json_key_new(const char *text, gsize len) noexcept;
+void json_key_free(gpointer key) noexcept;
+inline guint64 &json_key_seq(const char *key) noexcept
+{
+    return *reinterpret_cast<guint64 *>(const_cast<char *>(key) - kJsonKeyHeader);
+}
+
+// The next sequence number of an object: a word kept after the table
+// pointer in object nodes (json_alloc gives objects that room).
+inline guint64 &json_obj_next_seq(KelJson *obj) noexcept
+{
+    return *reinterpret_cast<guint64 *>(reinterpret_cast<char *>(obj) + kJsonHeaderSize +
+                                        sizeof(gpointer));
+}
+
+// A member of an object as the ordered listings hand it out.
+struct JsonMember {
+    const char *key;
+    KelJson *value;
+};
+
+// Appends the members of `obj` to `out` (room for all of them must be
+// there) in insertion order, or in strcmp order of the names when `sorted`.
+// Returns how many were appended.
+guint json_obj_members(KelJson *obj, JsonMember *out, bool sorted) noexcept;
+
 // GLib's "should not be reached" critical with the file, line and function given.
 void log_unreachable(const char *file, int line, const char *func) noexcept;
 

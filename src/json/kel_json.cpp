@@ -143,6 +143,10 @@ KelJson *json_alloc(KelJsonType type) noexcept
     case KEL_JSON_UINT128:
         size += sizeof(KelUint128);
         break;
+    case KEL_JSON_OBJECT:
+        // The table, then the object's next member sequence number.
+        size += sizeof(gpointer) + sizeof(guint64);
+        break;
     default:
         size += sizeof(guint64);
         break;

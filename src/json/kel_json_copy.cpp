@@ -56,25 +56,33 @@ KelJson *copy_node(const KelJson *json) noexcept
 struct CopyFrame {
     KelJson *src;
     KelJson *dst;
-    const char *key;      // name of dst in its parent when that is an object
-    KelJsonObjIter iter;  // objects: position in the source's table
-    guint next;           // arrays: next element position
+    const char *key;                       // name of dst in its parent when that is an object
+    std::vector<kel::JsonMember> members;  // objects: the source's members, in insertion order
+    guint next;                            // next member or element position
 };
 
 CopyFrame open_frame(KelJson *src, KelJson *dst, const char *key) noexcept
 {
     CopyFrame frame{src, dst, key, {}, 0};
-    if (src->type == KEL_JSON_OBJECT)
-        kel_json_obj_iter_init(&frame.iter, src);
+    if (src->type == KEL_JSON_OBJECT) {
+        frame.members.resize(g_hash_table_size(src->obj));
+        kel::json_obj_members(src, frame.members.data(), false);
+    }
     return frame;
 }
 
 // The next member of the frame's source (with its name for objects), or false
-// when all have been visited. Objects go in table order, arrays by position.
+// when all have been visited. Objects go in insertion order, arrays by
+// position, so the copy lists its members in the same order.
 bool next_member(CopyFrame &frame, const char **key, KelJson **member) noexcept
 {
     if (frame.src->type == KEL_JSON_OBJECT) {
-        return kel_json_obj_iter_next(&frame.iter, key, member);
+        if (frame.next >= frame.members.size())
+            return false;
+        const kel::JsonMember &m = frame.members[frame.next++];
+        *key = m.key;
+        *member = m.value;
+        return true;
     }
     if (frame.next >= frame.src->array->len)
         return false;
@@ -110,10 +118,11 @@ KelJson *kel_json_copy(KelJson *json)
         const char *key = nullptr;
         KelJson *member = nullptr;
         if (!next_member(stack.back(), &key, &member)) {
-            const CopyFrame done = stack.back();
+            KelJson *done = stack.back().dst;
+            const char *done_key = stack.back().key;
             stack.pop_back();
             if (!stack.empty())
-                attach(stack.back().dst, done.key, done.dst);
+                attach(stack.back().dst, done_key, done);
             continue;
         }
         KelJson *copy = copy_node(member);

@@ -415,6 +415,12 @@ int scan_number(KelJsonLexer *lex, int c) noexcept
         c = read_digits<R>(lex);
         real = true;
     }
+    if (c < 0 && !lex->eof) {
+        // The character after the number is not valid UTF-8; ending the
+        // number there would drop the bytes that the failed read consumed.
+        lex_fail(lex, "Error decoding UTF-8 sequence");
+        return 0;
+    }
     unread_terminator(lex, c);
     return real ? convert_real(lex) : convert_integer(lex);
 }

@@ -1,5 +1,7 @@
 // JSON objects: a GHashTable from owned member names to member values.
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "kel_json_model.h"
 
@@ -7,18 +9,41 @@ namespace kel {
 
 namespace {
 
-// Stores `value` under `key` (consumed) with GLib's replace semantics: an
-// existing pair loses its old key string and its old member (released by the
-// table), so the member's `key` always points at the table's own string.
-// The reference is taken before the replacement, so re-putting a value that a
-// borrowing object already holds under the same key cannot free it.
+// Set while a name is being stored: the table frees the name it replaces
+// (before it releases the old member, whose own names are not wanted here),
+// and json_key_free hands that name's sequence number over through it.
+// Initial-exec: every name release reads it, so it must cost no more than a
+// global.
+thread_local guint64 *t_replaced_seq __attribute__((tls_model("initial-exec"))) = nullptr;
+
+// Stores `value` under `key` (an owned name, consumed) with GLib's replace
+// semantics: an existing pair loses its old name and its old member
+// (released by the table), so the member's `key` always points at the
+// table's own string. A new name takes the object's next sequence number; a
+// name that was already there keeps its old number, and so its place.
+void store(KelJson *obj, char *key, KelJson *value) noexcept
+{
+    guint64 replaced = 0;
+    json_key_seq(key) = json_obj_next_seq(obj)++;
+    t_replaced_seq = &replaced;
+    const gboolean added = g_hash_table_replace(obj->obj, key, value);
+    t_replaced_seq = nullptr;
+    if (!added)
+        json_key_seq(key) = replaced;
+}
+
+// Owning insertion. The reference is taken before the replacement, so
+// re-putting a value that a borrowing object already holds under the same
+// key cannot free it.
 inline void insert_owned(KelJson *obj, char *key, KelJson *value) noexcept
 {
     value->refcount++;
-    g_hash_table_replace(obj->obj, key, value);
+    store(obj, key, value);
     value->parent = obj;
     value->key = key;
 }
+
+inline char *copy_key(const char *key) noexcept { return json_key_new(key, std::strlen(key)); }
 
 gboolean add_key(const char *key, KelJson *, gpointer keys)
 {
@@ -42,6 +67,38 @@ KelJson *get_typed(KelJson *json, const char *key, int deref, KelJsonType expect
 }
 
 }  // namespace
+
+void json_key_free(gpointer key) noexcept
+{
+    if (key == nullptr)
+        return;
+    if (G_UNLIKELY(t_replaced_seq != nullptr)) {
+        *t_replaced_seq = json_key_seq(static_cast<const char *>(key));
+        t_replaced_seq = nullptr;
+    }
+    g_free(static_cast<char *>(key) - kJsonKeyHeader);
+}
+
+guint json_obj_members(KelJson *obj, JsonMember *out, bool sorted) noexcept
+{
+    GHashTableIter iter;
+    g_hash_table_iter_init(&iter, obj->obj);
+    gpointer key;
+    gpointer value;
+    guint n = 0;
+    while (g_hash_table_iter_next(&iter, &key, &value))
+        out[n++] = JsonMember{static_cast<const char *>(key), static_cast<KelJson *>(value)};
+    if (sorted) {
+        std::sort(out, out + n, [](const JsonMember &a, const JsonMember &b) {
+            return std::strcmp(a.key, b.key) < 0;
+        });
+    } else {
+        std::sort(out, out + n, [](const JsonMember &a, const JsonMember &b) {
+            return json_key_seq(a.key) < json_key_seq(b.key);
+        });
+    }
+    return n;
+}
 
 void json_obj_insert_fresh(KelJson *obj, char *key, KelJson *value) noexcept
 {
@@ -67,8 +124,9 @@ using namespace kel;
 KelJson *kel_json_obj_new_base(gboolean borrow)
 {
     KelJson *json = json_alloc(KEL_JSON_OBJECT);
-    json->obj = g_hash_table_new_full(g_str_hash, g_str_equal, g_free,
+    json->obj = g_hash_table_new_full(json_key_hash, g_str_equal, json_key_free,
                                       borrow ? json_release_borrowed : json_release_owned);
+    json_obj_next_seq(json) = 0;
     if (borrow)
         json->flags = KEL_JSON_FLAG_BORROW;
     return json;
@@ -86,14 +144,14 @@ gboolean kel_json_obj_put_base(KelJson *json, const char *key, KelJson *value, K
     }
     if (json_is_borrowing(json)) {
         kel_json_ref(value);
-        g_hash_table_replace(json->obj, g_strdup(key), value);
+        store(json, copy_key(key), value);
         return TRUE;
     }
     if (json_refuse_owned_insert(json, value, error))
         return FALSE;
     // The copy is made before the replacement frees the old key, which `key`
     // may point at (a member's own key passed back in).
-    insert_owned(json, g_strdup(key), value);
+    insert_owned(json, copy_key(key), value);
     return TRUE;
 }
 
@@ -145,13 +203,13 @@ gboolean kel_json_obj_iter_next(KelJsonObjIter *iter, const char **key, KelJson 
 gboolean kel_json_obj_foreach(KelJson *json, KelJsonObjForeachFunc callback, gpointer data)
 {
     KEL_RETURN_VAL_IF_FAIL(callback, FALSE);
-    GHashTableIter iter;
-    if (!kel_json_obj_iter_init(&iter, json))
+    if (json == nullptr || json->type != KEL_JSON_OBJECT)
         return FALSE;
-    gpointer key;
-    gpointer value;
-    while (g_hash_table_iter_next(&iter, &key, &value)) {
-        if (!callback(static_cast<const char *>(key), static_cast<KelJson *>(value), data))
+    // Insertion order needs the members sorted, so they are listed first.
+    std::vector<JsonMember> members(g_hash_table_size(json->obj));
+    json_obj_members(json, members.data(), false);
+    for (const JsonMember &m : members) {
+        if (!callback(m.key, m.value, data))
             return FALSE;
     }
     return TRUE;

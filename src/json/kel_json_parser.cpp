@@ -49,7 +49,7 @@ public:
     {
         while (size_ > 0) {
             OpenContainer &top = items_[--size_];
-            g_free(top.key);
+            json_key_free(top.key);
             kel_json_unref(top.json);
         }
         g_free(items_);
@@ -163,10 +163,10 @@ bool Parser::begin_member() noexcept
     }
     OpenContainer &top = open_.top();
     // As for string values, the decoded name holds no NUL byte.
-    char *name = copy_token_text();
+    char *name = json_key_new(lex_->value.string.str, lex_->value.string.len);
     if ((flags_ & KEL_JSON_LOAD_REJECT_DUPLICATES) != 0 && kel_json_obj_has_key(top.json, name)) {
         fail("Syntax error: duplicate key '%s'", name);
-        g_free(name);
+        json_key_free(name);
         return false;
     }
     top.key = name;

@@ -25,15 +25,11 @@ constexpr Code kAbort = KEL_JSON_VISIT_ABORT;
 enum class Members { kByKeys, kInPlace, kInPlaceSorted };
 
 // A member of an object walked in place.
-struct Member {
-    const char *key;
-    KelJson *value;
-};
+using Member = kel::JsonMember;
 
 // The members of the objects being walked in place, innermost object last:
-// each object's members are collected in one g_hash_table_foreach when its
-// walk begins (cheaper than an iterator step per member) and dropped when it
-// ends. foreach visits the table in the order of g_hash_table_iter_next.
+// each object's members are listed once when its walk begins (cheaper than
+// an iterator step per member) and dropped when it ends.
 class MemberBuffer {
 public:
     MemberBuffer() = default;
@@ -45,30 +41,18 @@ public:
     const Member &operator[](guint i) const noexcept { return data_[i]; }
     void truncate(guint size) noexcept { size_ = size; }
 
-    // Appends the members of `obj`, in strcmp order of their names when
-    // `sorted` (the order of kel_json_alpha_keys; names are unique, so the
-    // order is total).
+    // Appends the members of `obj` in insertion order, or in strcmp order of
+    // their names when `sorted` (the order of kel_json_alpha_keys; names are
+    // unique, so the order is total).
     void append(KelJson *obj, bool sorted) noexcept
     {
-        const guint first = size_;
         const guint n = g_hash_table_size(obj->obj);
         if (n > capacity_ - size_)
             grow(n);
-        g_hash_table_foreach(obj->obj, add, this);
-        if (sorted) {
-            std::sort(data_ + first, data_ + size_, [](const Member &a, const Member &b) {
-                return std::strcmp(a.key, b.key) < 0;
-            });
-        }
+        size_ += kel::json_obj_members(obj, data_ + size_, sorted);
     }
 
 private:
-    static void add(gpointer key, gpointer value, gpointer self) noexcept
-    {
-        auto *buf = static_cast<MemberBuffer *>(self);
-        buf->data_[buf->size_++] = Member{static_cast<const char *>(key), static_cast<KelJson *>(value)};
-    }
-
     void grow(guint n) noexcept
     {
         capacity_ = std::max(capacity_ * 2, size_ + n);

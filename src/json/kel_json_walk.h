@@ -7,7 +7,7 @@
 namespace kel {
 
 // kel_json_visit without the visitor's obj_keys slot (it must be NULL):
-// objects are walked straight through their hash table, in the table's order,
+// objects are walked straight through their hash table, in insertion order,
 // or in strcmp order of the names when `sorted`. The callbacks see exactly
 // what kel_json_visit would show them with no obj_keys, respectively with
 // kel_json_alpha_keys as obj_keys, but no key list is built and no member is
