@@ -51,6 +51,17 @@ constexpr std::size_t kJsonHeaderSize = offsetof(KelJson, i64);
 // Allocates a zeroed-header node of the given kind (count 0, no parent).
 KelJson *json_alloc(KelJsonType type) noexcept;
 
+// A string node whose text (`len` bytes, copied, then a NUL) lives in the
+// node's own block.
+KelJson *json_str_alloc(const char *text, gsize len) noexcept;
+
+// Node blocks (src/json/kel_json_pool.cpp): sizes up to kMaxPooled come
+// from per-thread free lists, larger ones from GLib's allocator. A block is
+// released with the size it was allocated with, on any thread.
+constexpr std::size_t kMaxPooled = 64;
+void *node_alloc(std::size_t size) noexcept;
+void node_free(void *block, std::size_t size) noexcept;
+
 // Release of a member by an owning container: detach, drop one count and
 // delete at zero. Used as the GHashTable / GPtrArray element release.
 void json_release_owned(gpointer member) noexcept;
@@ -76,7 +87,7 @@ bool json_refuse_cycle(KelJson *container, KelJson *value, KelError **error) noe
 void json_obj_insert_fresh(KelJson *obj, char *key, KelJson *value) noexcept;
 void json_array_append_fresh(KelJson *array, KelJson *value) noexcept;
 
-// ---- Member names (src/json/kel_json_keys.cpp) ---------------------------------
+// ---- Member names (src/json/kel_json_hash.cpp, kel_json_object.cpp) ----------
 
 // SipHash with C compression and D finalisation rounds over `len` bytes,
 // keyed with (k0, k1). Instantiated for <1, 3> (the tables) and <2, 4>.
@@ -93,7 +104,9 @@ guint json_key_hash(gconstpointer key) noexcept;
 // Every name an object table owns is stored behind a header that holds its
 // insertion sequence number, so that members can be listed in the order in
 // which they were first inserted. Such a name is made by json_key_new
-// (sequence 0) and released by json_key_free (the tables' key release).
+// (sequence 0, a node block) and released by json_key_free (the tables' key
+// release); names are never changed in place, so their length gives the
+// block's size back.
 constexpr std::size_t kJsonKeyHeader = sizeof(guint64);
 char *json_key_new(const char *text, gsize len) noexcept;
 void json_key_free(gpointer key) noexcept;

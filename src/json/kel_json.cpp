@@ -25,6 +25,33 @@ bool is_empty_container(const KelJson *json) noexcept
 // outermost deletion drains this list in a loop.
 thread_local std::vector<KelJson *> *t_deferred = nullptr;
 
+// Bytes of a node of the given kind: only the payload the kind uses.
+constexpr std::size_t node_size(guint16 type) noexcept
+{
+    switch (type) {
+    case KEL_JSON_NULL:
+    case KEL_JSON_TRUE:
+    case KEL_JSON_FALSE:
+        return kJsonHeaderSize;
+    case KEL_JSON_UINT128:
+        return kJsonHeaderSize + sizeof(KelUint128);
+    case KEL_JSON_OBJECT:
+        // The table, then the object's next member sequence number.
+        return kJsonHeaderSize + sizeof(gpointer) + sizeof(guint64);
+    default:
+        return kJsonHeaderSize + sizeof(guint64);
+    }
+}
+
+// A string node made by json_str_alloc: the text pointer, one byte with the
+// block's size (0 when above kMaxPooled), then the text.
+constexpr std::size_t kInlineText = kJsonHeaderSize + sizeof(char *) + 1;
+
+inline bool text_inline(const KelJson *json) noexcept
+{
+    return json->str == reinterpret_cast<const char *>(json) + kInlineText;
+}
+
 // Frees the payload (releasing members through the container's release
 // function) and the node itself.
 void free_node(KelJson *json) noexcept
@@ -41,6 +68,11 @@ void free_node(KelJson *json) noexcept
         g_ptr_array_free(json->array, TRUE);
         break;
     case KEL_JSON_STRING:
+        if (text_inline(json)) {
+            const auto size = static_cast<unsigned char>(json->str[-1]);
+            node_free(json, size != 0 ? size : kMaxPooled + 1);
+            return;
+        }
         g_free(json->str);
         break;
     case KEL_JSON_JREF:
@@ -49,7 +81,7 @@ void free_node(KelJson *json) noexcept
     default:
         break;
     }
-    g_free(json);
+    node_free(json, node_size(json->type));
 }
 
 constexpr double kTwo63 = 9223372036854775808.0;
@@ -117,46 +149,45 @@ KelJson *string_node(const char *value, gsize n, KelError **error) noexcept
         g_string_free(hex, TRUE);
         return nullptr;
     }
-    KelJson *json = json_alloc(KEL_JSON_STRING);
-    json->str = static_cast<char *>(g_malloc(n + 1));
-    memcpy(json->str, value, n);
-    json->str[n] = '\0';
-    return json;
+    return json_str_alloc(value, n);
 }
 
 // Node memory. Nodes are shorter than KelJson (only the payload their kind
 // uses is allocated); kept out of line so that the compiler does not see the
 // short size at the callers and mistake the payload writes of a short node
 // for writes past its end (-Warray-bounds).
-G_GNUC_NO_INLINE void *node_memory(std::size_t size) noexcept { return g_malloc(size); }
+G_GNUC_NO_INLINE KelJson *node_memory(std::size_t size) noexcept
+{
+    return static_cast<KelJson *>(node_alloc(size));
+}
 
 }  // namespace
 
 KelJson *json_alloc(KelJsonType type) noexcept
 {
-    std::size_t size = kJsonHeaderSize;
-    switch (type) {
-    case KEL_JSON_NULL:
-    case KEL_JSON_TRUE:
-    case KEL_JSON_FALSE:
-        break;
-    case KEL_JSON_UINT128:
-        size += sizeof(KelUint128);
-        break;
-    case KEL_JSON_OBJECT:
-        // The table, then the object's next member sequence number.
-        size += sizeof(gpointer) + sizeof(guint64);
-        break;
-    default:
-        size += sizeof(guint64);
-        break;
-    }
-    auto *json = static_cast<KelJson *>(node_memory(size));
+    KelJson *json = node_memory(node_size(type));
     json->type = static_cast<guint16>(type);
     json->flags = 0;
     json->refcount = 0;
     json->parent = nullptr;
     json->key = nullptr;
+    return json;
+}
+
+KelJson *json_str_alloc(const char *text, gsize len) noexcept
+{
+    const std::size_t size = kInlineText + len + 1;
+    KelJson *json = node_memory(size);
+    json->type = KEL_JSON_STRING;
+    json->flags = 0;
+    json->refcount = 0;
+    json->parent = nullptr;
+    json->key = nullptr;
+    auto *base = reinterpret_cast<char *>(json);
+    base[kInlineText - 1] = static_cast<char>(size <= kMaxPooled ? size : 0);
+    json->str = base + kInlineText;
+    memcpy(json->str, text, len);
+    json->str[len] = '\0';
     return json;
 }
 

@@ -68,6 +68,16 @@ KelJson *get_typed(KelJson *json, const char *key, int deref, KelJsonType expect
 
 }  // namespace
 
+char *json_key_new(const char *text, gsize len) noexcept
+{
+    auto *block = static_cast<char *>(node_alloc(kJsonKeyHeader + len + 1));
+    char *key = block + kJsonKeyHeader;
+    std::memcpy(key, text, len);
+    key[len] = '\0';
+    json_key_seq(key) = 0;
+    return key;
+}
+
 void json_key_free(gpointer key) noexcept
 {
     if (key == nullptr)
@@ -76,7 +86,7 @@ void json_key_free(gpointer key) noexcept
         *t_replaced_seq = json_key_seq(static_cast<const char *>(key));
         t_replaced_seq = nullptr;
     }
-    g_free(static_cast<char *>(key) - kJsonKeyHeader);
+    node_free(static_cast<char *>(key) - kJsonKeyHeader, kJsonKeyHeader + std::strlen(static_cast<const char *>(key)) + 1);
 }
 
 guint json_obj_members(KelJson *obj, JsonMember *out, bool sorted) noexcept

@@ -95,17 +95,6 @@ private:
     // Reports a syntax error at the read position; the caller then fails.
     std::nullptr_t fail(const char *format, ...) noexcept G_GNUC_PRINTF(2, 3);
 
-    // A new copy of the string token's text. The lexer may leave that text
-    // in the input, without a NUL behind it.
-    char *copy_token_text() const noexcept
-    {
-        const gsize len = lex_->value.string.len;
-        auto *copy = static_cast<char *>(g_malloc(len + 1));
-        memcpy(copy, lex_->value.string.str, len);
-        copy[len] = '\0';
-        return copy;
-    }
-
     KelJson *make_scalar() noexcept;
     bool begin_member() noexcept;
     static KelJson *close_object(KelJson *obj) noexcept;
@@ -132,9 +121,7 @@ KelJson *Parser::make_scalar() noexcept
     case KEL_JSON_TOKEN_STRING: {
         // The lexer has validated and decoded the text (it holds no NUL
         // byte), so the copy needs no second validation.
-        KelJson *json = json_alloc(KEL_JSON_STRING);
-        json->str = copy_token_text();
-        return json;
+        return json_str_alloc(lex_->value.string.str, lex_->value.string.len);
     }
     case KEL_JSON_TOKEN_INTEGER:
         return kel_json_i64_new_base(lex_->value.integer);

@@ -1,5 +1,4 @@
-// Member names of object tables: the keyed hash that spreads them over the
-// table, and the owned name blocks that remember when a name was inserted.
+// The keyed hash of object tables (and of anything else a document chooses).
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -116,16 +115,6 @@ guint json_key_hash(gconstpointer key) noexcept
     const auto *text = static_cast<const char *>(key);
     const guint64 h = json_hash_bytes(text, std::strlen(text));
     return static_cast<guint>(h ^ (h >> 32));
-}
-
-char *json_key_new(const char *text, gsize len) noexcept
-{
-    auto *block = static_cast<char *>(g_malloc(kJsonKeyHeader + len + 1));
-    char *key = block + kJsonKeyHeader;
-    std::memcpy(key, text, len);
-    key[len] = '\0';
-    json_key_seq(key) = 0;
-    return key;
 }
 
 }  // namespace kel
