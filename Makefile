@@ -64,12 +64,14 @@ fuzz: deps
 demo: build
 	@sh examples/demo.sh $(BUILD)
 
-# `make bench`: libkel against jansson, json-c and json-glib on ../shared/corpus
+# `make bench`: libkel against jansson, json-c, json-glib, cJSON and RapidJSON
+# on ../shared/corpus
 # (Release build; BENCH_ARGS passes options, e.g. --benchmark_repetitions=9).
 # `make profile`: callgrind profiles of libkel's parser and serializer.
 BENCH_BUILD      ?= build-bench
 BENCH_ARGS       ?=
-BENCH_PACKAGES   := libbenchmark-dev libjansson-dev libjson-c-dev libjson-glib-dev
+BENCH_PACKAGES   := libbenchmark-dev libjansson-dev libjson-c-dev libjson-glib-dev \
+                    libcjson-dev rapidjson-dev
 PROFILE_PACKAGES := valgrind
 
 .PHONY: bench bench-deps profile profile-deps

@@ -1,8 +1,8 @@
-// kel-bench: libkel against jansson, json-c and json-glib on the standard
-// corpus, in one binary and one run. Every operation on every file runs for
-// the four libraries under the same benchmark body; repetitions are
+// kel-bench: libkel against jansson, json-c, json-glib, cJSON and RapidJSON
+// on the standard corpus, in one binary and one run. Every operation on every
+// file runs for every library under the same benchmark body; repetitions are
 // interleaved at random and the table reports medians of CPU time, as ratios
-// to jansson's figure of the same run.
+// to jansson's figure of the same run and to the fastest peer's.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <sys/wait.h>
@@ -16,7 +16,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <malloc.h>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -83,8 +85,8 @@ bool load_corpus()
 
 // ---- Libraries ------------------------------------------------------------
 
-const LibOps *const all_libs[] = {&bench::kel_ops, &bench::jansson_ops, &bench::jsonc_ops,
-                                  &bench::jsonglib_ops};
+const LibOps *const all_libs[] = {&bench::kel_ops,   &bench::jansson_ops, &bench::jsonc_ops,
+                                  &bench::jsonglib_ops, &bench::cjson_ops, &bench::rapidjson_ops};
 std::vector<const LibOps *> libs;
 
 bool select_libs(const std::string &option)
@@ -98,7 +100,7 @@ bool select_libs(const std::string &option)
             libs.push_back(lib);
     if (libs.empty()) {
         std::fprintf(stderr, "kel-bench: --libs=%s selects no library (libkel, jansson, json-c, "
-                             "json-glib)\n", option.c_str());
+                             "json-glib, cJSON, RapidJSON)\n", option.c_str());
         return false;
     }
     return true;
@@ -118,17 +120,15 @@ bool libkel_complete()
             ok = false;
         }
     if (!ok)
-        std::fprintf(stderr, "kel-bench: use --libs=jansson,json-c,json-glib to measure the "
-                             "peers alone\n");
+        std::fprintf(stderr, "kel-bench: use --libs=jansson,json-c,json-glib,cJSON,RapidJSON to "
+                             "measure the peers alone\n");
     return ok;
 }
 
-// Parsed documents and their deep copies, made once per library and file
-// and shared by the benchmarks that only read them.
+// What the checks found out per library and file: the sizes of its dumps.
 struct Prepared {
-    Doc doc = nullptr;
-    Doc copy = nullptr;
     std::size_t compact_size = 0;
+    std::size_t roundtrip_size = 0;
     std::size_t pretty_size = 0;
 };
 std::map<std::pair<const LibOps *, const CorpusFile *>, Prepared> prepared;
@@ -146,20 +146,25 @@ bool prepare_all()
             };
             Prepared p;
             std::string err;
-            p.doc = lib->parse(f.text.c_str(), f.text.size(), &err);
-            if (!p.doc) {
+            Doc doc = lib->parse(f.text.c_str(), f.text.size(), &err);
+            if (!doc) {
                 fail("parse failed: " + err);
                 continue;
             }
-            p.copy = lib->copy(p.doc);
-            if (!p.copy) fail("copy failed");
-            else if (!lib->equal(p.doc, p.copy)) fail("the copy does not compare equal");
-            if (!lib->lookup(p.doc, f.pointer)) fail(std::string("pointer not found: ") + f.pointer);
-            p.compact_size = lib->dump(p.doc, false);
-            p.pretty_size = lib->dump(p.doc, true);
-            if (!p.compact_size || !p.pretty_size) fail("dump failed");
-            void *fh = lib->file_open(f.path.c_str());
-            if (!fh) {
+            Doc copy = lib->copy(doc);
+            if (!copy) fail("copy failed");
+            else if (!lib->equal(doc, copy)) fail("the copy does not compare equal");
+            if (!lib->lookup(doc, f.pointer)) fail(std::string("pointer not found: ") + f.pointer);
+            p.compact_size = lib->dump(doc, false);
+            p.roundtrip_size = lib->dump_roundtrip ? lib->dump_roundtrip(doc) : p.compact_size;
+            p.pretty_size = lib->dump(doc, true);
+            if (!p.compact_size || !p.roundtrip_size || !p.pretty_size) fail("dump failed");
+            if (copy) lib->release(copy);
+            lib->release(doc);
+            void *fh = lib->file_open ? lib->file_open(f.path.c_str()) : nullptr;
+            if (!lib->file_open) {
+                // nothing to check: the row is left out
+            } else if (!fh) {
                 fail("cannot open the file");
             } else {
                 Doc d = lib->file_parse(fh);
@@ -170,15 +175,6 @@ bool prepare_all()
             prepared[{lib, &f}] = p;
         }
     return ok;
-}
-
-void release_all()
-{
-    for (auto &[key, p] : prepared) {
-        if (p.copy) key.first->release(p.copy);
-        if (p.doc) key.first->release(p.doc);
-    }
-    prepared.clear();
 }
 
 // ---- Heap figures (child process) ---------------------------------------
@@ -244,7 +240,7 @@ bool measure_heap(const char *libs_spec)
 
 // ---- Benchmarks -----------------------------------------------------------
 
-enum class Op { Parse, ParseFile, Dump, DumpPretty, Copy, Equal, Lookup };
+enum class Op { Parse, ParseFile, Dump, DumpRoundtrip, DumpPretty, Copy, Equal, Lookup };
 
 struct OpInfo {
     Op op;
@@ -256,6 +252,7 @@ const OpInfo ops[] = {
     {Op::Parse, "parse", "parse (text to DOM + release)"},
     {Op::ParseFile, "parse_file", "parse from file"},
     {Op::Dump, "dump", "dump compact"},
+    {Op::DumpRoundtrip, "dump_rt", "dump compact, round-trip reals"},
     {Op::DumpPretty, "dump_pretty", "dump sorted+pretty"},
     {Op::Copy, "copy", "deep copy + release"},
     {Op::Equal, "equal", "equal (DOM vs its copy)"},
@@ -269,17 +266,56 @@ std::size_t bytes_per_iteration(Op op, const LibOps *lib, const CorpusFile &f)
     const Prepared &p = prepared[{lib, &f}];
     switch (op) {
     case Op::Dump: return p.compact_size;
+    case Op::DumpRoundtrip: return p.roundtrip_size;
     case Op::DumpPretty: return p.pretty_size;
     case Op::Lookup: return 0;
     default: return f.text.size();
     }
 }
 
+// A DOM for the benchmarks that read one, built by every library in the same
+// way right before its timed loop: where a DOM lands in the heap changes how
+// fast it is walked (a tree built after a run of parse/release cycles is
+// scattered over the freed blocks, one built into a fresh heap is not), so
+// the heap is first brought to the same state for everyone: freed blocks
+// consolidated, then a fixed number of parse/release cycles of the same file.
+class FreshDom {
+public:
+    FreshDom(const LibOps *lib, const CorpusFile &f, bool with_copy) : lib_(lib)
+    {
+        malloc_trim(0);
+        for (int i = 0; i < kWarmupCycles; i++) lib->release(parse(f));
+        doc_ = parse(f);
+        if (with_copy) copy_ = lib->copy(doc_);
+    }
+    ~FreshDom()
+    {
+        if (copy_) lib_->release(copy_);
+        lib_->release(doc_);
+    }
+    FreshDom(const FreshDom &) = delete;
+    FreshDom &operator=(const FreshDom &) = delete;
+
+    Doc doc() const { return doc_; }
+    Doc copy() const { return copy_; }
+
+private:
+    static constexpr int kWarmupCycles = 2;
+    // Every library parsed every file during the checks, so this succeeds.
+    Doc parse(const CorpusFile &f) { return lib_->parse(f.text.c_str(), f.text.size(), nullptr); }
+
+    const LibOps *lib_;
+    Doc doc_ = nullptr;
+    Doc copy_ = nullptr;
+};
+
 void run(benchmark::State &state, Op op, const LibOps *lib, const CorpusFile *f)
 {
-    const Prepared &p = prepared[{lib, f}];
     const char *text = f->text.c_str();
     std::size_t len = f->text.size();
+    bool reads_dom = op != Op::Parse && op != Op::ParseFile;
+    std::unique_ptr<FreshDom> dom;
+    if (reads_dom) dom = std::make_unique<FreshDom>(lib, *f, op == Op::Equal);
     switch (op) {
     case Op::Parse:
         for (auto _ : state) {
@@ -306,16 +342,19 @@ void run(benchmark::State &state, Op op, const LibOps *lib, const CorpusFile *f)
     }
     case Op::Dump:
     case Op::DumpPretty:
-        for (auto _ : state) benchmark::DoNotOptimize(lib->dump(p.doc, op == Op::DumpPretty));
+        for (auto _ : state) benchmark::DoNotOptimize(lib->dump(dom->doc(), op == Op::DumpPretty));
+        break;
+    case Op::DumpRoundtrip:
+        for (auto _ : state) benchmark::DoNotOptimize(lib->dump_roundtrip(dom->doc()));
         break;
     case Op::Copy:
-        for (auto _ : state) lib->release(lib->copy(p.doc));
+        for (auto _ : state) lib->release(lib->copy(dom->doc()));
         break;
     case Op::Equal:
-        for (auto _ : state) benchmark::DoNotOptimize(lib->equal(p.doc, p.copy));
+        for (auto _ : state) benchmark::DoNotOptimize(lib->equal(dom->doc(), dom->copy()));
         break;
     case Op::Lookup:
-        for (auto _ : state) benchmark::DoNotOptimize(lib->lookup(p.doc, f->pointer));
+        for (auto _ : state) benchmark::DoNotOptimize(lib->lookup(dom->doc(), f->pointer));
         break;
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
@@ -332,6 +371,8 @@ void register_all()
     for (const OpInfo &op : ops)
         for (const CorpusFile &f : corpus)
             for (const LibOps *lib : libs) {
+                if (op.op == Op::ParseFile && !lib->file_open) continue;
+                if (op.op == Op::DumpRoundtrip && !lib->dump_roundtrip) continue;
                 auto *b = benchmark::RegisterBenchmark(bench_name(op, f, lib).c_str(), run, op.op,
                                                        lib, &f);
                 b->Unit(op.op == Op::Lookup ? benchmark::kNanosecond : benchmark::kMillisecond);
@@ -424,73 +465,184 @@ void print_row(const std::string &file, const std::string &what,
     std::printf("\n");
 }
 
+// One row of figures: a value per library (negative: none), lower is better.
+struct Row {
+    std::string file, label;
+    Op op;
+    bool heap = false;
+    std::vector<double> values;  // in the order of libs
+};
+
+double value_of(const Row &row, const LibOps *lib)
+{
+    for (std::size_t i = 0; i < libs.size(); i++)
+        if (libs[i] == lib) return row.values[i];
+    return -1;
+}
+
+// The benchmark whose median is a library's figure in a row: a peer whose
+// compact dump already round-trips doubles has the same figure in both
+// compact rows.
+std::string figure_name(const OpInfo &op, const CorpusFile &f, const LibOps *lib)
+{
+    if (op.op == Op::DumpRoundtrip && !lib->dump_roundtrip) return bench_name(OpInfo{Op::Dump, "dump", ""}, f, lib);
+    return bench_name(op, f, lib);
+}
+
+// libkel's figure over the fastest (smallest) peer's, and that peer.
+std::string against_best_peer(const Row &row)
+{
+    double kel = value_of(row, &bench::kel_ops);
+    const LibOps *best = nullptr;
+    double best_value = -1;
+    for (std::size_t i = 0; i < libs.size(); i++)
+        if (libs[i] != &bench::kel_ops && row.values[i] > 0 &&
+            (!best || row.values[i] < best_value)) {
+            best = libs[i];
+            best_value = row.values[i];
+        }
+    if (kel < 0 || !best) return "-";
+    return fmt("%.2f %s", kel / best_value, best->name);
+}
+
+std::vector<Row> collect_rows(const CollectingReporter &rep, int *failures)
+{
+    std::vector<Row> rows;
+    for (const CorpusFile &f : corpus) {
+        for (const OpInfo &op : ops) {
+            Row row{f.name, op.label, op.op, false, {}};
+            for (const LibOps *lib : libs) {
+                std::string name = figure_name(op, f, lib);
+                if (rep.errors.count(name)) (*failures)++;
+                row.values.push_back(rep.errors.count(name) ? -1 : rep.median(name));
+            }
+            rows.push_back(row);
+        }
+        Row bytes{f.name, "DOM heap bytes", Op::Parse, true, {}};
+        Row blocks{f.name, "DOM heap blocks", Op::Parse, true, {}};
+        for (const LibOps *lib : libs) {
+            auto it = heap.find({f.name, lib->name});
+            bytes.values.push_back(it == heap.end() ? -1 : static_cast<double>(it->second.bytes));
+            blocks.values.push_back(it == heap.end() ? -1 : static_cast<double>(it->second.blocks));
+        }
+        rows.push_back(bytes);
+        rows.push_back(blocks);
+    }
+    return rows;
+}
+
+std::string cell(const Row &row, std::size_t i, const CorpusFile &f)
+{
+    double v = row.values[i], base = value_of(row, &bench::jansson_ops);
+    if (v < 0) return "-";
+    if (row.heap)
+        return human(v, row.label == std::string("DOM heap bytes") ? "B" : "") + ratio(v, base);
+    if (row.op == Op::Lookup) return fmt("%.0f ns", v * 1e9) + ratio(v, base);
+    Op size_op = row.op == Op::DumpRoundtrip && !libs[i]->dump_roundtrip ? Op::Dump : row.op;
+    double mb = static_cast<double>(bytes_per_iteration(size_op, libs[i], f)) / 1e6;
+    return fmt("%.1f MB/s", mb / v) + ratio(v, base);
+}
+
+const CorpusFile &corpus_file(const std::string &name)
+{
+    for (const CorpusFile &f : corpus)
+        if (name == f.name) return f;
+    return corpus.front();
+}
+
+// libkel's standing against the figures it aims at, one line per target.
+void print_targets(const std::vector<Row> &rows)
+{
+    bool have_all = std::find(libs.begin(), libs.end(), &bench::kel_ops) != libs.end() &&
+                    libs.size() == std::size(all_libs);
+    if (!have_all) return;
+    std::printf("\nlibkel against its targets (ratios of time or size, per file "
+                "canada/citm/twitter; [ok] when met):\n");
+    auto line = [&](const char *what, Op op, bool heap, const char *label, const LibOps *peer,
+                    double limit, bool invert = false) {
+        std::string figures;
+        bool met = true;
+        for (const Row &r : rows) {
+            if (r.op != op || r.heap != heap || (label && r.label != std::string(label))) continue;
+            double kel = value_of(r, &bench::kel_ops), other = value_of(r, peer);
+            double q = kel > 0 && other > 0 ? (invert ? other / kel : kel / other) : -1;
+            met = met && q >= 0 && (invert ? q >= limit : q <= limit);
+            figures += fmt("%s%.2f", figures.empty() ? "" : "/", q);
+        }
+        std::printf("  %-52s %-16s %s\n", what, figures.c_str(), met ? "[ok]" : "[not met]");
+    };
+    line("parse time / cJSON's (at most 1.00)", Op::Parse, false, nullptr, &bench::cjson_ops, 1.0);
+    line("parse time / RapidJSON's (at most 2.00)", Op::Parse, false, nullptr,
+         &bench::rapidjson_ops, 2.0);
+    line("dump compact time / RapidJSON's (at most 1.00)", Op::Dump, false, nullptr,
+         &bench::rapidjson_ops, 1.0);
+    line("dump round-trip time / RapidJSON's (at most 1.00)", Op::DumpRoundtrip, false, nullptr,
+         &bench::rapidjson_ops, 1.0);
+    line("DOM heap bytes / jansson's (at most 0.80)", Op::Parse, true, "DOM heap bytes",
+         &bench::jansson_ops, 0.8);
+    // Rate from a file over rate from memory: the two parse rows of libkel.
+    std::string figures;
+    bool met = true;
+    for (const Row &r : rows)
+        if (r.op == Op::ParseFile && !r.heap) {
+            const Row *mem = nullptr;
+            for (const Row &m : rows)
+                if (m.file == r.file && m.op == Op::Parse && !m.heap) mem = &m;
+            double q = value_of(*mem, &bench::kel_ops) / value_of(r, &bench::kel_ops);
+            met = met && q >= 0.7;
+            figures += fmt("%s%.2f", figures.empty() ? "" : "/", q);
+        }
+    std::printf("  %-52s %-16s %s\n", "loadf rate / loads rate (at least 0.70)", figures.c_str(),
+                met ? "[ok]" : "[not met]");
+    std::string slower;
+    for (const Row &r : rows) {
+        if (r.label == std::string("DOM heap blocks")) continue;
+        double kel = value_of(r, &bench::kel_ops), jansson = value_of(r, &bench::jansson_ops);
+        if (kel > 0 && jansson > 0 && kel > jansson)
+            slower += fmt("%s%s %s %.2f", slower.empty() ? "" : "; ", r.file.c_str(),
+                          r.label.c_str(), kel / jansson);
+    }
+    std::printf("  rows where libkel is behind jansson: %s\n",
+                slower.empty() ? "none [ok]" : (slower + " [not met]").c_str());
+}
+
 int print_table(const CollectingReporter &rep, int repetitions)
 {
-    const LibOps *jansson = &bench::jansson_ops;
     int failures = 0;
+    std::vector<Row> rows = collect_rows(rep, &failures);
+    bool with_kel = std::find(libs.begin(), libs.end(), &bench::kel_ops) != libs.end();
     std::printf("\n## kel-bench results\n\n");
     std::printf("Corpus: %s. Median of %d repetition(s), CPU time, repetitions interleaved.\n"
                 "Each cell: MB/s (or ns, or size) and, in parentheses, the ratio to jansson's "
                 "figure:\n  time / jansson's time for the speed rows, size / jansson's size for "
-                "the memory rows.\n  Lower ratios are better; 1.00 is jansson.\n\n",
+                "the memory rows.\n  Lower ratios are better; 1.00 is jansson. The last column "
+                "is libkel's figure\n  over the best peer's in the same terms, and that peer.\n\n",
                 corpus_dir().c_str(), repetitions);
     std::vector<std::string> head;
     for (const LibOps *lib : libs) head.push_back(lib->name);
+    if (with_kel) head.push_back("libkel / best peer");
     print_row("file", "operation", head);
     std::printf("|----------|--------------------------------|");
-    for (std::size_t i = 0; i < libs.size(); i++) std::printf("----------------------|");
+    for (std::size_t i = 0; i < head.size(); i++) std::printf("----------------------|");
     std::printf("\n");
-
-    for (const CorpusFile &f : corpus) {
-        for (const OpInfo &op : ops) {
-            double base = rep.median(bench_name(op, f, jansson));
-            std::vector<std::string> cells;
-            for (const LibOps *lib : libs) {
-                std::string name = bench_name(op, f, lib);
-                double t = rep.median(name);
-                if (rep.errors.count(name)) {
-                    cells.push_back("FAILED");
-                    failures++;
-                } else if (t < 0) {
-                    cells.push_back("-");
-                } else if (op.op == Op::Lookup) {
-                    cells.push_back(fmt("%.0f ns", t * 1e9) + ratio(t, base));
-                } else {
-                    double mb = static_cast<double>(bytes_per_iteration(op.op, lib, f)) / 1e6;
-                    cells.push_back(fmt("%.1f MB/s", mb / t) + ratio(t, base));
-                }
-            }
-            if (std::any_of(cells.begin(), cells.end(), [](auto &c) { return c != "-"; }))
-                print_row(f.name, op.label, cells);
-        }
-        const HeapFigures *jh = heap.count({f.name, jansson->name}) ? &heap[{f.name, jansson->name}]
-                                                                     : nullptr;
-        std::vector<std::string> bytes, blocks;
-        for (const LibOps *lib : libs) {
-            auto it = heap.find({f.name, lib->name});
-            if (it == heap.end()) {
-                bytes.push_back("-");
-                blocks.push_back("-");
-                continue;
-            }
-            const HeapFigures &h = it->second;
-            bytes.push_back(human(static_cast<double>(h.bytes), "B") +
-                            ratio(static_cast<double>(h.bytes),
-                                  jh ? static_cast<double>(jh->bytes) : -1));
-            blocks.push_back(human(static_cast<double>(h.blocks), "") +
-                             ratio(static_cast<double>(h.blocks),
-                                   jh ? static_cast<double>(jh->blocks) : -1));
-        }
-        print_row(f.name, "DOM heap bytes", bytes);
-        print_row(f.name, "DOM heap blocks", blocks);
+    for (const Row &r : rows) {
+        const CorpusFile &f = corpus_file(r.file);
+        std::vector<std::string> cells;
+        for (std::size_t i = 0; i < libs.size(); i++) cells.push_back(cell(r, i, f));
+        if (std::all_of(cells.begin(), cells.end(), [](auto &c) { return c == "-"; })) continue;
+        if (with_kel) cells.push_back(against_best_peer(r));
+        print_row(r.file, r.label, cells);
     }
+    if (with_kel) print_targets(rows);
 
     std::printf("\nOutput sizes (bytes; the dump rows are MB/s of each library's own output):\n");
     for (const CorpusFile &f : corpus) {
         std::printf("  %-8s input %zu;", f.name, f.text.size());
         for (const LibOps *lib : libs) {
             const Prepared &p = prepared[{lib, &f}];
-            std::printf(" %s compact %zu pretty %zu;", lib->name, p.compact_size, p.pretty_size);
+            std::printf(" %s compact %zu", lib->name, p.compact_size);
+            if (lib->dump_roundtrip) std::printf(" round-trip %zu", p.roundtrip_size);
+            std::printf(" pretty %zu;", p.pretty_size);
         }
         std::printf("\n");
     }
@@ -577,6 +729,5 @@ int main(int argc, char **argv)
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     int failures = print_table(reporter, repetitions);
-    release_all();
     return failures || !heap_ok ? 1 : 0;
 }

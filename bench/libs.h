@@ -14,7 +14,8 @@ struct LibOps {
     // Text (NUL-terminated, len bytes) to a full DOM; NULL on failure, with a
     // message in *err when err is not NULL.
     Doc (*parse)(const char *text, std::size_t len, std::string *err);
-    // A library-specific handle on an open file, and a parse from its start.
+    // A library-specific handle on an open file, and a parse from its start;
+    // all three NULL when the library cannot parse from a file.
     void *(*file_open)(const char *path);
     Doc (*file_parse)(void *file);
     void (*file_close)(void *file);
@@ -27,11 +28,16 @@ struct LibOps {
     bool (*lookup)(Doc doc, const char *pointer);
     // What differs from the common definition of each operation.
     const char *notes;
+    // A compact dump that writes doubles so that they read back unchanged;
+    // NULL when the plain compact dump already does.
+    std::size_t (*dump_roundtrip)(Doc doc) = nullptr;
 };
 
 extern const LibOps kel_ops;
 extern const LibOps jansson_ops;
 extern const LibOps jsonc_ops;
 extern const LibOps jsonglib_ops;
+extern const LibOps cjson_ops;
+extern const LibOps rapidjson_ops;
 
 }  // namespace bench
