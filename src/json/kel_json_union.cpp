@@ -48,16 +48,24 @@ Verdict verdict_of(bool value) noexcept
 
 // The comparison of two containers in progress. `pending` becomes the
 // verdict as soon as one is known.
+//
+// The members of an object are listed in insertion order into a buffer
+// shared by all open levels (`base` is where a level's list starts). When b
+// has as many members, its list follows a's (`paired`): objects of the same
+// shape (a document and its copy, two parses of one text) list their names
+// in the same order, so b's member at the same position is found with one
+// name comparison instead of a hash lookup, which remains the fallback.
 struct SubsetFrame {
     enum Kind { kObject, kSequence, kRun };
     KelJson *a;
     KelJson *b;
     Kind kind;
     Verdict pending;
-    KelJsonObjIter iter;  // objects: members of a still to compare
-    int na, nb;           // arrays: lengths
-    int i;                // arrays: next element of a to match
+    int na, nb;           // lengths, or numbers of members
+    int i;                // next element or member of a to match
     int k;                // subsequence: next element of b to scan; run: offset in b
+    std::size_t base;     // objects: a's members in the shared buffer
+    bool paired;          // objects: b's members follow a's
 };
 
 class SubsetWalk {
@@ -69,11 +77,14 @@ private:
     bool flag(guint bits) const noexcept { return (flags_ & bits) == bits; }
     Verdict open(KelJson *a, KelJson *b);
     Verdict open_array(KelJson *a, KelJson *b);
+    Verdict open_object(KelJson *a, KelJson *b);
     Verdict next_pair(SubsetFrame &frame, KelJson **x, KelJson **y) const noexcept;
     void advance(SubsetFrame &frame, bool matched) const noexcept;
+    void pop() noexcept;
 
     guint flags_;
     std::vector<SubsetFrame> stack_;
+    std::vector<kel::JsonMember> members_;
 };
 
 // Decides a comparison that needs no walk, or pushes a frame for it.
@@ -90,10 +101,14 @@ Verdict SubsetWalk::open(KelJson *a, KelJson *b)
     case KEL_JSON_JREF:
         return verdict_of(b->type == KEL_JSON_JREF && std::strcmp(a->uri, b->uri) == 0);
     // Numbers: the kind of `a` decides, and `b` counts only when its value
-    // converts to that kind exactly.
+    // converts to that kind exactly (a value of the same kind always does).
     case KEL_JSON_INT64:
+        if (b->type == KEL_JSON_INT64)
+            return verdict_of(b->i64 == a->i64);
         return verdict_of(kel_json_is_i64_ext(b, TRUE) && kel_json_i64_get(b) == a->i64);
     case KEL_JSON_UINT64:
+        if (b->type == KEL_JSON_UINT64)
+            return verdict_of(b->u64 == a->u64);
         return verdict_of(kel_json_is_u64_ext(b, TRUE) && kel_json_u64_get(b) == a->u64);
     case KEL_JSON_UINT128: {
         if (!kel_json_is_u128_ext(b, TRUE))
@@ -102,21 +117,11 @@ Verdict SubsetWalk::open(KelJson *a, KelJson *b)
         return verdict_of(v.lo == a->u128.lo && v.hi == a->u128.hi);
     }
     case KEL_JSON_DOUBLE:
+        if (b->type == KEL_JSON_DOUBLE)
+            return verdict_of(b->d == a->d);
         return verdict_of(kel_json_is_double_ext(b, TRUE) && kel_json_double_get(b) == a->d);
-    case KEL_JSON_OBJECT: {
-        if (b->type != KEL_JSON_OBJECT)
-            return Verdict::kFalse;
-        const guint na = g_hash_table_size(a->obj);
-        const guint nb = g_hash_table_size(b->obj);
-        if (flag(KEL_JSON_SUBSET_OBJ_SIZE) ? na != nb : na > nb)
-            return Verdict::kFalse;
-        if (na == 0)
-            return Verdict::kTrue;
-        SubsetFrame frame{a, b, SubsetFrame::kObject, Verdict::kPending, {}, 0, 0, 0, 0};
-        kel_json_obj_iter_init(&frame.iter, a);
-        stack_.push_back(frame);
-        return Verdict::kPending;
-    }
+    case KEL_JSON_OBJECT:
+        return open_object(a, b);
     case KEL_JSON_ARRAY:
         return open_array(a, b);
     default:
@@ -125,13 +130,34 @@ Verdict SubsetWalk::open(KelJson *a, KelJson *b)
     }
 }
 
+Verdict SubsetWalk::open_object(KelJson *a, KelJson *b)
+{
+    if (b->type != KEL_JSON_OBJECT)
+        return Verdict::kFalse;
+    const guint na = g_hash_table_size(a->obj);
+    const guint nb = g_hash_table_size(b->obj);
+    if (flag(KEL_JSON_SUBSET_OBJ_SIZE) ? na != nb : na > nb)
+        return Verdict::kFalse;
+    if (na == 0)
+        return Verdict::kTrue;
+    const bool paired = na == nb;
+    const std::size_t base = members_.size();
+    members_.resize(base + na + (paired ? nb : 0));
+    kel::json_obj_members(a, members_.data() + base, false);
+    if (paired)
+        kel::json_obj_members(b, members_.data() + base + na, false);
+    stack_.push_back(SubsetFrame{a, b, SubsetFrame::kObject, Verdict::kPending,
+                                 static_cast<int>(na), static_cast<int>(nb), 0, 0, base, paired});
+    return Verdict::kPending;
+}
+
 Verdict SubsetWalk::open_array(KelJson *a, KelJson *b)
 {
     if (b->type != KEL_JSON_ARRAY)
         return Verdict::kFalse;
     const int na = length_of(a);
     const int nb = length_of(b);
-    SubsetFrame frame{a, b, SubsetFrame::kSequence, Verdict::kPending, {}, na, nb, 0, 0};
+    SubsetFrame frame{a, b, SubsetFrame::kSequence, Verdict::kPending, na, nb, 0, 0, 0, false};
     if (flag(KEL_JSON_SUBSET_ARRAY_RUN)) {
         const guint all = KEL_JSON_SUBSET_ARRAY_RUN | KEL_JSON_SUBSET_ARRAY_PREFIX |
                           KEL_JSON_SUBSET_ARRAY_LENGTH;
@@ -154,10 +180,18 @@ Verdict SubsetWalk::next_pair(SubsetFrame &frame, KelJson **x, KelJson **y) cons
         return frame.pending;
     switch (frame.kind) {
     case SubsetFrame::kObject: {
-        const char *key = nullptr;
-        if (!kel_json_obj_iter_next(&frame.iter, &key, x))
+        if (frame.i == frame.na)
             return Verdict::kTrue;
-        *y = member(frame.b, key);  // a missing member compares with null: false
+        const kel::JsonMember &m = members_[frame.base + frame.i];
+        *x = m.value;
+        if (frame.paired) {
+            const kel::JsonMember &o = members_[frame.base + frame.na + frame.i];
+            if (std::strcmp(o.key, m.key) == 0) {
+                *y = o.value;
+                return Verdict::kPending;
+            }
+        }
+        *y = member(frame.b, m.key);  // a missing member compares with null: false
         return Verdict::kPending;
     }
     case SubsetFrame::kSequence:
@@ -184,7 +218,9 @@ void SubsetWalk::advance(SubsetFrame &frame, bool matched) const noexcept
 {
     switch (frame.kind) {
     case SubsetFrame::kObject:
-        if (!matched)
+        if (matched)
+            frame.i++;
+        else
             frame.pending = Verdict::kFalse;
         break;
     case SubsetFrame::kSequence:
@@ -208,6 +244,13 @@ void SubsetWalk::advance(SubsetFrame &frame, bool matched) const noexcept
     }
 }
 
+void SubsetWalk::pop() noexcept
+{
+    if (stack_.back().kind == SubsetFrame::kObject)
+        members_.resize(stack_.back().base);
+    stack_.pop_back();
+}
+
 bool SubsetWalk::run(KelJson *a, KelJson *b)
 {
     Verdict verdict = open(a, b);
@@ -220,7 +263,7 @@ bool SubsetWalk::run(KelJson *a, KelJson *b)
         KelJson *y = nullptr;
         verdict = next_pair(stack_.back(), &x, &y);
         if (verdict != Verdict::kPending) {
-            stack_.pop_back();
+            pop();
             if (stack_.empty())
                 return verdict == Verdict::kTrue;
             continue;
