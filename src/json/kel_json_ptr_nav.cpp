@@ -1,6 +1,8 @@
 // Navigation by JSON pointer: lookup, insertion with creation of the
 // missing containers, and the typed put family built on insertion.
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "kel_internal.h"
@@ -17,16 +19,54 @@ constexpr gint64 kMaxFillGap = 1 << 20;
 
 enum class TokenClass { None, Index, Key, Append };
 
+// The unescaped text of a token, NUL-terminated. Tokens are short: the text
+// lives in the object itself unless it outgrows the inline room.
+class TokenText {
+public:
+    TokenText() = default;
+    ~TokenText()
+    {
+        if (data_ != inline_)
+            g_free(data_);
+    }
+    TokenText(const TokenText &) = delete;
+    TokenText &operator=(const TokenText &) = delete;
+
+    const char *str() const noexcept { return data_; }
+    std::size_t len() const noexcept { return len_; }
+    void clear() noexcept { data_[len_ = 0] = '\0'; }
+
+    void append(const char *text, std::size_t n) noexcept
+    {
+        if (len_ + n >= capacity_)
+            grow(len_ + n + 1);
+        std::memcpy(data_ + len_, text, n);
+        data_[len_ += n] = '\0';
+    }
+
+private:
+    void grow(std::size_t need) noexcept
+    {
+        capacity_ = std::max(need, capacity_ * 2);
+        if (data_ == inline_) {
+            data_ = static_cast<char *>(g_malloc(capacity_));
+            std::memcpy(data_, inline_, len_ + 1);
+        } else {
+            data_ = static_cast<char *>(g_realloc(data_, capacity_));
+        }
+    }
+
+    char inline_[64] = "";
+    char *data_ = inline_;
+    std::size_t len_ = 0;
+    std::size_t capacity_ = sizeof inline_;
+};
+
 // One token of the walk: its unescaped text and what it was read as.
 struct Token {
     TokenClass cls = TokenClass::None;
-    GString *text = g_string_sized_new(20);
+    TokenText text;
     gint32 index = 0;
-
-    Token() = default;
-    ~Token() { g_string_free(text, TRUE); }
-    Token(const Token &) = delete;
-    Token &operator=(const Token &) = delete;
 
     bool positional() const { return cls == TokenClass::Index || cls == TokenClass::Append; }
 };
@@ -34,9 +74,9 @@ struct Token {
 // Reads the token at ptr[pos] into `buf`. Returns the bytes it spans (the
 // leading "/" included, 0 at the end of the text) or -1 after reporting an
 // error.
-int ptr_next_token(const char *ptr, int pos, GString *buf, KelError **error)
+int ptr_next_token(const char *ptr, int pos, TokenText &buf, KelError **error)
 {
-    g_string_truncate(buf, 0);
+    buf.clear();
     const char *start = ptr + pos;
     if (*start == '\0')
         return 0;
@@ -48,7 +88,10 @@ int ptr_next_token(const char *ptr, int pos, GString *buf, KelError **error)
     const char *p = start + 1;
     while (*p != '\0' && *p != '/') {
         if (*p != '~') {
-            g_string_append_c(buf, *p++);
+            // The run up to the next escape, separator or end, copied whole.
+            const std::size_t run = std::strcspn(p, "~/");
+            buf.append(p, run);
+            p += run;
             continue;
         }
         if (p[1] != '0' && p[1] != '1') {
@@ -58,7 +101,7 @@ int ptr_next_token(const char *ptr, int pos, GString *buf, KelError **error)
                           static_cast<int>(p - start) + 2, start);
             return -1;
         }
-        g_string_append_c(buf, p[1] == '0' ? '~' : '/');
+        buf.append(p[1] == '0' ? "~" : "/", 1);
         p += 2;
     }
     return static_cast<int>(p - start);
@@ -69,10 +112,30 @@ int ptr_next_token(const char *ptr, int pos, GString *buf, KelError **error)
 // index, read as signed (so "-1" is -1 and "4294967296" is 0).
 void classify(Token &tok)
 {
-    const char *text = tok.text->str;
-    if (tok.text->len == 1 && text[0] == '-') {
+    const char *text = tok.text.str();
+    const std::size_t len = tok.text.len();
+    if (len == 1 && text[0] == '-') {
         tok.cls = TokenClass::Append;
         return;
+    }
+    // The common cases without the conversion: a token that does not begin
+    // the way a number can (digit, sign, or the blanks strtoull skips) is a
+    // name, and up to nine decimal digits without a leading zero are an index.
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (len == 0 || (first > ' ' && !g_ascii_isdigit(first) && first != '+' && first != '-')) {
+        tok.cls = TokenClass::Key;
+        return;
+    }
+    if (len <= 9 && (first != '0' || len == 1)) {
+        gint32 value = 0;
+        std::size_t i = 0;
+        for (; i < len && g_ascii_isdigit(text[i]); i++)
+            value = value * 10 + (text[i] - '0');
+        if (i == len) {
+            tok.cls = TokenClass::Index;
+            tok.index = value;
+            return;
+        }
     }
     char *end = nullptr;
     errno = 0;
@@ -114,7 +177,7 @@ KelJson *get_step(KelJson *current, const Token &tok, KelError **error)
     case KEL_JSON_OBJECT:
         if (kel::error_pending(error))
             return nullptr;
-        return kel_json_obj_get_base(current, tok.text->str, 0, error);
+        return kel_json_obj_get_base(current, tok.text.str(), 0, error);
     default:
         // References on the path are not followed.
         kel_json_set_error(error, KEL_JSON_TYPE_INVALID,
@@ -154,14 +217,14 @@ struct PutWalk {
         switch (container->type) {
         case KEL_JSON_OBJECT:
             if (first_created == nullptr) {
-                if (KelJson *found = kel_json_obj_get_base(container, pending.text->str, 0, nullptr)) {
+                if (KelJson *found = kel_json_obj_get_base(container, pending.text.str(), 0, nullptr)) {
                     container = found;
                     return true;
                 }
             }
             made = new_container(next);
             if (!kel::error_pending(error))
-                linked = kel_json_obj_put_base(container, pending.text->str, made, error);
+                linked = kel_json_obj_put_base(container, pending.text.str(), made, error);
             break;
         case KEL_JSON_ARRAY:
             if (!pending.positional()) {
@@ -227,7 +290,7 @@ struct PutWalk {
             if (kel::error_pending(error))
                 return FALSE;
             // With no token at all (the pointer "/") the name is "".
-            return kel_json_obj_put_base(container, pending.text->str, elem, error);
+            return kel_json_obj_put_base(container, pending.text.str(), elem, error);
         default:
             kel_json_set_error(error, KEL_JSON_TYPE_INVALID,
                                "invalid JSON type for %P: expected object or array, got %s", container,
@@ -326,7 +389,7 @@ gboolean kel_json_ptr_put_base(KelJson *root, const char *ptr, KelJson *elem, gb
             return walk.fail();
         // The end of the text, or an empty token: the walk ends here and the
         // rest of the pointer is ignored.
-        if (current->text->len == 0)
+        if (current->text.len() == 0)
             break;
         pos += n;
         classify(*current);
