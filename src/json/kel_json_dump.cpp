@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include <langinfo.h>
 
@@ -365,11 +366,115 @@ constexpr KelJsonVisitor make_dump_visitor()
 
 constexpr KelJsonVisitor kDumpVisitor = make_dump_visitor();
 
+// The string sink's walk: the steps the visitor walk takes with the
+// callbacks above (begin, then per member its separator and its value, then
+// end; the first failure ends the dump with nothing more written), with the
+// callbacks called directly instead of through the table, and the nesting
+// kept on a stack of its own.
+class DirectDump {
+public:
+    explicit DirectDump(DumpState &st) noexcept
+        : st_(st), sorted_((st.d.flags & KEL_JSON_DUMP_SORTED) != 0)
+    {
+    }
+
+    gboolean run(KelJson *root) noexcept
+    {
+        if (value(root) != kOk)
+            return FALSE;
+        while (!levels_.empty()) {
+            Level &top = levels_.back();
+            if (top.pos == top.count) {
+                const bool is_obj = top.container->type == KEL_JSON_OBJECT;
+                members_.resize(top.first);
+                levels_.pop_back();
+                if ((is_obj ? dump_obj_end(nullptr, &st_) : dump_array_end(nullptr, &st_)) != kOk)
+                    return FALSE;
+                continue;
+            }
+            const guint i = top.pos++;
+            KelJson *member;
+            int r;
+            if (top.container->type == KEL_JSON_OBJECT) {
+                const kel::JsonMember &m = members_[top.first + i];
+                member = m.value;
+                r = dump_obj_member(top.container, m.key, member, i == 0, &st_);
+            } else {
+                member = static_cast<KelJson *>(g_ptr_array_index(top.container->array, i));
+                r = dump_array_elem(top.container, static_cast<int>(i), member, &st_);
+            }
+            if (r != kOk || value(member) != kOk)  // `top` may be gone after value()
+                return FALSE;
+        }
+        return TRUE;
+    }
+
+private:
+    // A container whose members are being written.
+    struct Level {
+        KelJson *container;
+        std::size_t first;  // objects: their members in members_
+        guint count;
+        guint pos;
+    };
+
+    // Writes a scalar, or begins a container and pushes its level.
+    int value(KelJson *v) noexcept
+    {
+        switch (v->type) {
+        case KEL_JSON_NULL:
+            return dump_null(v, &st_);
+        case KEL_JSON_TRUE:
+        case KEL_JSON_FALSE:
+            return dump_bool(v, v->type == KEL_JSON_TRUE, &st_);
+        case KEL_JSON_INT64:
+            return dump_i64(v, v->i64, &st_);
+        case KEL_JSON_UINT64:
+            return dump_u64(v, v->u64, &st_);
+        case KEL_JSON_UINT128:
+            return dump_u128(v, v->u128, &st_);
+        case KEL_JSON_DOUBLE:
+            return dump_double(v, v->d, &st_);
+        case KEL_JSON_STRING:
+            return dump_str(v, v->str, &st_);
+        case KEL_JSON_JREF:
+            return dump_jref(v, v->uri, &st_);
+        case KEL_JSON_OBJECT: {
+            const int r = dump_obj_begin(v, &st_);
+            if (r != kOk)
+                return r;
+            const std::size_t first = members_.size();
+            members_.resize(first + g_hash_table_size(v->obj));
+            const guint n = kel::json_obj_members(v, members_.data() + first, sorted_);
+            levels_.push_back(Level{v, first, n, 0});
+            return kOk;
+        }
+        case KEL_JSON_ARRAY: {
+            const int r = dump_array_begin(v, &st_);
+            if (r == kOk)
+                levels_.push_back(Level{v, members_.size(), v->array->len, 0});
+            return r;
+        }
+        default:
+            // The visitor walk reports an unknown kind and fails; so does
+            // the dump, with the same report.
+            return kel::json_visit_in_place(v, &kDumpVisitor, &st_, sorted_) ? kOk : kFail;
+        }
+    }
+
+    DumpState &st_;
+    bool sorted_;
+    std::vector<Level> levels_;
+    std::vector<kel::JsonMember> members_;
+};
+
 // The callbacks never change the tree, so the walk reads the objects in
 // place: what kel_json_visit would show them with kel_json_alpha_keys as
 // obj_keys (sorted) or none, without key lists and lookups.
 gboolean run_dump(KelJson *root, DumpState &st)
 {
+    if (st.direct)
+        return DirectDump(st).run(root);
     return kel::json_visit_in_place(root, &kDumpVisitor, &st,
                                     (st.d.flags & KEL_JSON_DUMP_SORTED) != 0);
 }
