@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Callgrind profiles of libkel's parser, release and serializer on the corpus.
+# Callgrind profiles of libkel's parser, release, serializer, deep copy and
+# equality on the corpus.
 #   bench/profile.sh BUILD_DIR [TOP]
 # BUILD_DIR holds kel-profile-driver (the bench/ CMake project, Release).
 # Writes BUILD_DIR/profile/<file>-<mode>{.out,.txt,-inclusive.txt} and prints the TOP
@@ -22,10 +23,12 @@ mkdir -p "$out"
 for file in canada citm_catalog twitter; do
   input=$corpus/$file.json
   [ -r "$input" ] || { echo "profile.sh: corpus file $input is missing (set KEL_BENCH_CORPUS)" >&2; exit 1; }
-  for mode in parse release dump dump_pretty; do
+  for mode in parse release dump dump_rt dump_pretty copy equal; do
     case $mode in
       parse) fn=profile_parse ;;
       release) fn=profile_release ;;
+      copy) fn=profile_copy ;;
+      equal) fn=profile_equal ;;
       *) fn=profile_dump ;;
     esac
     base=$out/$file-$mode
