@@ -51,14 +51,41 @@ struct CallReader {
 };
 
 // The stream source, read with the unlocked getc inlined: kel_json_loadf
-// holds the stream's lock for the whole load. Still one byte per fetch.
+// holds the stream's lock for the whole load. Where the C library's FILE
+// shows its read buffer (glibc's, whose own getc_unlocked is a macro over
+// these two fields), runs of string text, digits and white space are also
+// taken from the buffer in one go (see the stream runs below).
 struct FileReader {
     static constexpr bool kDirect = false;
+    static FILE *stream(const KelJsonLexer *lex) noexcept
+    {
+        return static_cast<KelJsonFileSource *>(lex->data)->fh;
+    }
     static int fetch(KelJsonLexer *lex) noexcept
     {
-        const int c = getc_unlocked(static_cast<KelJsonFileSource *>(lex->data)->fh);
+        const int c = getc_unlocked(stream(lex));
         return c == EOF ? -1 : c;
     }
+#ifdef __GLIBC__
+    static constexpr bool kBuffered = true;
+    // The bytes read into the stream's buffer and not yet taken: [*start, end).
+    static const unsigned char *buffered(const KelJsonLexer *lex,
+                                         const unsigned char **start) noexcept
+    {
+        FILE *fh = stream(lex);
+        *start = reinterpret_cast<const unsigned char *>(fh->_IO_read_ptr);
+        return reinterpret_cast<const unsigned char *>(fh->_IO_read_end);
+    }
+    static void take(const KelJsonLexer *lex, gsize n) noexcept { stream(lex)->_IO_read_ptr += n; }
+#else
+    static constexpr bool kBuffered = false;
+    static const unsigned char *buffered(const KelJsonLexer *, const unsigned char **start) noexcept
+    {
+        *start = nullptr;
+        return nullptr;
+    }
+    static void take(const KelJsonLexer *, gsize) noexcept {}
+#endif
 };
 
 inline bool is_str_source(const KelJsonLexer *lex) noexcept { return lex->get == str_source_get; }
@@ -168,6 +195,120 @@ inline int get_byte(KelJsonLexer *lex) noexcept
         lex->column++;
     }
     return b;
+}
+
+// ---- Stream runs -------------------------------------------------------------
+
+// Whether reader R takes runs from the stream's buffer.
+template <class R>
+constexpr bool kStreamRuns = false;
+template <>
+constexpr bool kStreamRuns<FileReader> = FileReader::kBuffered;
+
+// The stream's buffered bytes [*start, end) when the next byte comes from
+// the stream itself: no character half delivered from lex->buffer and no
+// un-read NUL pending. Otherwise an empty range.
+inline const unsigned char *stream_pending(const KelJsonLexer *lex,
+                                           const unsigned char **start) noexcept
+{
+    const bool held = lex->eof || lex->buffer[lex->buffer_pos] != '\0' ||
+                      (lex->buffer_pos == 0 && lex->buffer[1] == kPendingNul);
+    if (held) {
+        *start = nullptr;
+        return nullptr;
+    }
+    return FileReader::buffered(lex, start);
+}
+
+// Byte count of a character from its lead byte (0xC2..0xF4).
+constexpr int lead_length(unsigned b) noexcept { return b <= 0xDF ? 2 : b <= 0xEF ? 3 : 4; }
+
+// As copy_run, for the bytes already in the stream's buffer: a character cut
+// by the buffer's end is left to byte-wise reading.
+template <bool kMultibyte>
+void copy_stream_run(KelJsonLexer *lex, const bool (&plain)[256]) noexcept
+{
+    const unsigned char *start;
+    const unsigned char *const end = stream_pending(lex, &start);
+    const unsigned char *p = start;
+    guint32 chars = 0;
+    while (p < end) {
+        if (plain[*p]) {
+            p++;
+        } else if (kMultibyte && *p >= 0xC2 && *p <= 0xF4) {
+            const int n = lead_length(*p);
+            if (end - p < n || valid_multibyte(p) == 0)
+                break;
+            p += n;
+        } else {
+            break;
+        }
+        chars++;
+    }
+    const auto n = static_cast<gsize>(p - start);
+    if (n == 0)
+        return;
+    gstring_append(lex->text, reinterpret_cast<const char *>(start), n);
+    FileReader::take(lex, n);
+    lex->position += static_cast<guint32>(n);
+    lex->column += chars;
+}
+
+// Skips the white space in the stream's buffer, counting as byte-wise
+// reading would.
+void skip_stream_space(KelJsonLexer *lex) noexcept
+{
+    const unsigned char *start;
+    const unsigned char *const end = stream_pending(lex, &start);
+    const unsigned char *p = start;
+    for (; p < end && is_space(*p); p++) {
+        if (*p == '\n') {
+            lex->line++;
+            lex->last_column = lex->column;
+            lex->column = 0;
+        } else {
+            lex->column++;
+        }
+    }
+    const auto n = static_cast<gsize>(p - start);
+    FileReader::take(lex, n);
+    lex->position += static_cast<guint32>(n);
+}
+
+// Bytes a number may hold.
+constexpr ByteSet kNumberBytes = [] {
+    ByteSet t;
+    for (int b = '0'; b <= '9'; b++)
+        t.plain[b] = true;
+    for (const char b : {'.', 'e', 'E', '+', '-'})
+        t.plain[static_cast<unsigned char>(b)] = true;
+    return t;
+}();
+
+// The number whose first byte `c` was just read, taken whole from the
+// stream's buffer when the buffer also holds a byte that ends it (number_at
+// decides the rest). That byte is taken from the stream too and left in
+// lex->buffer as un-read, as byte-wise reading leaves it.
+bool number_from_stream(KelJsonLexer *lex, int c) noexcept
+{
+    const unsigned char *start;
+    const unsigned char *const end = stream_pending(lex, &start);
+    const unsigned char *t = start;
+    while (t < end && kNumberBytes.plain[*t])
+        t++;
+    if (t == end || *t == '\0')
+        return false;
+    const unsigned char *p = number_at(lex, c, start);
+    if (p == nullptr)
+        return false;
+    const auto n = static_cast<gsize>(p - start);
+    FileReader::take(lex, n + 1);
+    lex->buffer[0] = static_cast<char>(*p);
+    lex->buffer[1] = '\0';
+    lex->buffer_pos = 0;
+    lex->position += static_cast<guint32>(n);
+    lex->column += static_cast<guint32>(n);
+    return true;
 }
 
 template <class R>
@@ -358,6 +499,8 @@ int read_digits(KelJsonLexer *lex) noexcept
     do {
         if constexpr (R::kDirect)
             copy_run<false>(lex, kDigits.plain);
+        else if constexpr (kStreamRuns<R>)
+            copy_stream_run<false>(lex, kDigits.plain);
         c = get_save<R>(lex);
     } while (is_digit(c));
     return c;
@@ -588,6 +731,8 @@ int scan_string(KelJsonLexer *lex) noexcept
     for (;;) {
         if constexpr (R::kDirect)
             copy_run<true>(lex, kStringPlain.plain);
+        else if constexpr (kStreamRuns<R>)
+            copy_stream_run<true>(lex, kStringPlain.plain);
         const int c = get_byte<R>(lex);
         if (c > 0)
             g_string_append_c(lex->text, static_cast<char>(c));
@@ -621,6 +766,8 @@ G_GNUC_NO_INLINE int next_token(KelJsonLexer *lex) noexcept
     do {
         if constexpr (R::kDirect)
             skip_space_run(lex);
+        else if constexpr (kStreamRuns<R>)
+            skip_stream_space(lex);
         c = get_byte<R>(lex);
     } while (is_space(c));
     if (c < 0) {
@@ -638,8 +785,13 @@ G_GNUC_NO_INLINE int next_token(KelJsonLexer *lex) noexcept
     }
     if (c == '"')
         return scan_string<R>(lex);
-    if (c == '-' || is_digit(c))
+    if (c == '-' || is_digit(c)) {
+        if constexpr (kStreamRuns<R>) {
+            if (number_from_stream(lex, c))
+                return 1;
+        }
         return scan_number<R>(lex, c);
+    }
     if (is_alpha(c))
         return scan_word<R>(lex);
     lex_fail(lex, "Unexpected character in input stream: '%c'", c);

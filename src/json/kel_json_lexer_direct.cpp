@@ -116,22 +116,27 @@ bool plain_string_in_place(KelJsonLexer *lex, const unsigned char *start) noexce
     return true;
 }
 
-// A number whose first byte `first` (a digit or the minus sign) was just
-// consumed (`rest` is the read position), when it is an integer of at most
+}  // namespace
+
+// Reads the number whose first byte `first` (a digit or the minus sign) was
+// just consumed, from the text at `rest` on, when it is an integer of at most
 // kShortIntDigits digits or a real whose from_chars result fast_real_ok
-// accepts. Other numbers, and every malformed one, are left to scan_number.
-bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
+// accepts: sets the token and its value and returns the number's end (its
+// terminator, an ASCII byte). Other numbers, and every malformed one, are
+// left to scan_number (NULL). The text must hold a byte that no number
+// contains before its end or a NUL.
+const unsigned char *number_at(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
 {
     const unsigned char *const begin = rest - 1;  // the first byte, still in the input
     const unsigned char *p = rest;
     if (first == '-') {
         if (!is_digit(*p))
-            return false;
+            return nullptr;
         first = *p++;
     }
     if (first == '0') {
         if (is_digit(*p))
-            return false;
+            return nullptr;
     } else {
         while (is_digit(*p))
             p++;
@@ -139,7 +144,7 @@ bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) no
     bool real = false;
     if (*p == '.') {
         if (!is_digit(p[1]))
-            return false;
+            return nullptr;
         p += 2;
         while (is_digit(*p))
             p++;
@@ -150,7 +155,7 @@ bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) no
         if (*q == '+' || *q == '-')
             q++;
         if (!is_digit(*q))
-            return false;
+            return nullptr;
         p = q + 1;
         while (is_digit(*p))
             p++;
@@ -160,27 +165,38 @@ bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) no
     // would fetch and validate whole (a bad one is consumed by the failed
     // fetch); that is left to it.
     if (*p >= 0x80)
-        return false;
+        return nullptr;
     const char *const text = reinterpret_cast<const char *>(begin);
     const char *const end = reinterpret_cast<const char *>(p);
     if (real) {
         double d = 0.0;
         const auto res = std::from_chars(text, end, d);
         if (res.ec != std::errc() || res.ptr != end || !fast_real_ok(d))
-            return false;  // see convert_real
+            return nullptr;  // see convert_real
         lex->value.real = d;
         lex->token = KEL_JSON_TOKEN_REAL;
     } else {
         const bool negative = *begin == '-';
         const char *digits = text + (negative ? 1 : 0);
         if (static_cast<gsize>(end - digits) > kShortIntDigits)
-            return false;
+            return nullptr;
         gint64 v = 0;
         for (; digits < end; digits++)
             v = v * 10 + (*digits - '0');
         lex->value.integer = negative ? -v : v;
         lex->token = KEL_JSON_TOKEN_INTEGER;
     }
+    return p;
+}
+
+namespace {
+
+// number_at on the string source, consuming the number.
+bool number_in_place(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept
+{
+    const unsigned char *p = number_at(lex, first, rest);
+    if (p == nullptr)
+        return false;
     const auto n = static_cast<gsize>(p - rest);
     advance_direct(lex, n, static_cast<guint32>(n));
     if (*p == '\0')

@@ -176,6 +176,9 @@ inline void skip_space_run(KelJsonLexer *lex) noexcept
 // its text where it can be; see its definition.
 int token_in_place(KelJsonLexer *lex) noexcept;
 
+// Reads a number in place; see its definition.
+const unsigned char *number_at(KelJsonLexer *lex, int first, const unsigned char *rest) noexcept;
+
 // ---- Numbers ---------------------------------------------------------------
 
 // Up to 18 decimal digits always fit in int64; g_ascii_strtoll would give
