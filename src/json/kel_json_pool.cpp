@@ -3,9 +3,11 @@
 // A parsed document is mostly small nodes of a handful of sizes, made and
 // released in bulk, and a general-purpose allocator spends a large share of
 // parsing and releasing on them. Here every block size up to kMaxPooled (in
-// steps of 8 bytes) has its own free list per thread; a list that runs dry
-// takes a batch of blocks from a process-wide depot, or cuts a new chunk, and
-// a list that grows long gives a batch back. A block may be released on any
+// steps of 8 bytes) has its own free list per thread. Released blocks are
+// gathered into batches as they come (a batch is closed when it is full,
+// without walking it); a thread keeps a few full batches and hands the rest
+// to a process-wide depot, and a list that runs dry takes a batch back from
+// its own stock, from the depot, or cuts a new chunk. A block may be released on any
 // thread (it joins that thread's list: blocks of one size are
 // interchangeable), and a thread that ends gives its lists to the depot.
 // Chunks are kept for reuse for the life of the process, as a general
@@ -36,20 +38,22 @@ namespace {
 
 constexpr std::size_t kStep = 8;
 constexpr std::size_t kClasses = kMaxPooled / kStep + 1;
-constexpr guint kBatch = 256;           // blocks moved between a thread and the depot at once
-constexpr guint kMaxCached = 4 * kBatch;  // a thread keeps at most this many per size
+constexpr guint kBatch = 256;    // blocks per batch moved between a thread and the depot
+constexpr guint kKeptBatches = 3;  // full batches a thread keeps per size
 constexpr std::size_t kChunkBytes = 64 * 1024;
 
 struct Block {
     Block *next;        // next free block of the list
-    Block *next_batch;  // depot only: first block of the next batch
-    guint count;        // depot only: blocks in this batch
+    Block *next_batch;  // first block of a batch: first block of the next batch
+    guint count;        // first block of a batch: blocks in the batch
 };
 static_assert(sizeof(Block) <= kJsonHeaderSize, "the smallest node must hold a Block");
 
 struct ThreadLists {
-    Block *head[kClasses];
+    Block *head[kClasses];  // the list blocks are taken from and released to
     guint count[kClasses];
+    Block *full[kClasses];  // full batches, linked by next_batch
+    guint nfull[kClasses];
     bool flush_registered;
     bool gone;  // the thread is ending: releases go straight to the depot
 };
@@ -57,8 +61,8 @@ struct ThreadLists {
 // Plain data, zero-initialised: reading it costs no more than a global.
 thread_local ThreadLists t_lists __attribute__((tls_model("initial-exec")));
 
-// The depot: batches of kBatch free blocks per size, and every chunk ever cut
-// (so that the blocks stay reachable for leak checkers).
+// The depot: batches of free blocks per size, and every chunk ever cut (so
+// that the blocks stay reachable for leak checkers).
 GMutex g_depot_lock;
 Block *g_depot[kClasses];
 GSList *g_chunks;
@@ -114,8 +118,13 @@ struct ListsFlusher {
         for (std::size_t cls = 0; cls < kClasses; cls++) {
             if (lists.head[cls] != nullptr)
                 depot_put(cls, lists.head[cls], lists.count[cls]);
-            lists.head[cls] = nullptr;
-            lists.count[cls] = 0;
+            for (Block *batch = lists.full[cls]; batch != nullptr;) {
+                Block *next = batch->next_batch;
+                depot_put(cls, batch, batch->count);
+                batch = next;
+            }
+            lists.head[cls] = lists.full[cls] = nullptr;
+            lists.count[cls] = lists.nfull[cls] = 0;
         }
     }
 };
@@ -127,42 +136,46 @@ void register_flush() noexcept
     t_lists.flush_registered = true;
 }
 
+// The list of class `cls` is empty: takes a batch (the thread's own, the
+// depot's or a new chunk) and hands out its first block.
 G_GNUC_NO_INLINE void *refill(std::size_t cls) noexcept
 {
     ThreadLists &lists = t_lists;
     if (!lists.flush_registered)
         register_flush();
+    Block *batch = lists.full[cls];
     guint n = 0;
-    Block *batch = depot_take(cls);
-    if (batch != nullptr)
+    if (batch != nullptr) {
+        lists.full[cls] = batch->next_batch;
+        lists.nfull[cls]--;
         n = batch->count;
-    else
+    } else if ((batch = depot_take(cls)) != nullptr) {
+        n = batch->count;
+    } else {
         batch = cut_chunk(cls, &n);
+    }
     lists.head[cls] = batch->next;
     lists.count[cls] = n - 1;
     return batch;
 }
 
-// Keeps the first kBatch blocks of an over-long list and gives the rest
-// (at least kMaxCached - kBatch of them) to the depot in batches of kBatch.
-G_GNUC_NO_INLINE void spill(std::size_t cls) noexcept
+// The list of class `cls` is full: closes it as a batch. A thread that then
+// holds more than kKeptBatches gives one to the depot: the second newest, as
+// the newest one's blocks are the warmest.
+G_GNUC_NO_INLINE void close_batch(std::size_t cls) noexcept
 {
     ThreadLists &lists = t_lists;
-    Block *b = lists.head[cls];
-    for (guint i = 1; i < kBatch; i++)
-        b = b->next;
-    Block *rest = b->next;
-    b->next = nullptr;
-    lists.count[cls] = kBatch;
-    while (rest != nullptr) {
-        Block *first = rest;
-        Block *last = rest;
-        guint n = 1;
-        for (; n < kBatch && last->next != nullptr; n++)
-            last = last->next;
-        rest = last->next;
-        last->next = nullptr;
-        depot_put(cls, first, n);
+    Block *batch = lists.head[cls];
+    batch->count = lists.count[cls];
+    batch->next_batch = lists.full[cls];
+    lists.full[cls] = batch;
+    lists.head[cls] = nullptr;
+    lists.count[cls] = 0;
+    if (++lists.nfull[cls] > kKeptBatches) {
+        Block *second = batch->next_batch;
+        batch->next_batch = second->next_batch;
+        lists.nfull[cls]--;
+        depot_put(cls, second, second->count);
     }
 }
 
@@ -199,8 +212,8 @@ void node_free(void *block, std::size_t size) noexcept
     }
     b->next = lists.head[cls];
     lists.head[cls] = b;
-    if (G_UNLIKELY(++lists.count[cls] > kMaxCached))
-        spill(cls);
+    if (G_UNLIKELY(++lists.count[cls] >= kBatch))
+        close_batch(cls);
 }
 
 #endif
