@@ -1,21 +1,30 @@
-// Node memory: small fixed-size blocks from per-thread caches.
+// Node memory: small fixed-size blocks from per-thread pages.
 //
 // A parsed document is mostly small nodes of a handful of sizes, made and
 // released in bulk, and a general-purpose allocator spends a large share of
 // parsing and releasing on them. Here every block size up to kMaxPooled (in
-// steps of 8 bytes) has its own free list per thread. Released blocks are
-// gathered into batches as they come (a batch is closed when it is full,
-// without walking it); a thread keeps a few full batches and hands the rest
-// to a process-wide depot, and a list that runs dry takes a batch back from
-// its own stock, from the depot, or cuts a new chunk. A block may be released on any
-// thread (it joins that thread's list: blocks of one size are
-// interchangeable), and a thread that ends gives its lists to the depot.
-// Chunks are kept for reuse for the life of the process, as a general
-// allocator keeps its arenas.
+// steps of 8 bytes) is cut from pages of its own: 64 KiB, aligned to their
+// size, so that a block finds its page by masking its address. A page
+// belongs to one thread, which hands its blocks out and takes them back
+// without locking; a block released on another thread goes onto the page's
+// atomic list of remote releases, which the owner collects when it looks for
+// room. A thread that ends leaves its pages to the next thread that needs a
+// page of their size.
+//
+// Blocks come back onto their own page, so a tree built after many others
+// were released still lies on few pages, close together, as on a fresh heap
+// (a single free list per size would hand blocks out in the order they were
+// released and scatter a new tree over all of memory). Pages are kept for
+// reuse for the life of the process, as a general allocator keeps its arenas.
 //
 // Sanitizer builds take every block from the general allocator instead, so
 // that use-after-free and leaks of single nodes stay visible to them.
 #include "kel_internal.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define KEL_POOL_DISABLED 1
@@ -38,34 +47,45 @@ namespace {
 
 constexpr std::size_t kStep = 8;
 constexpr std::size_t kClasses = kMaxPooled / kStep + 1;
-constexpr guint kBatch = 256;    // blocks per batch moved between a thread and the depot
-constexpr guint kKeptBatches = 3;  // full batches a thread keeps per size
-constexpr std::size_t kChunkBytes = 64 * 1024;
+constexpr std::size_t kPageBytes = 64 * 1024;
+constexpr int kRemoteScan = 8;  // owned pages checked for remote releases per page wanted
 
 struct Block {
-    Block *next;        // next free block of the list
-    Block *next_batch;  // first block of a batch: first block of the next batch
-    guint count;        // first block of a batch: blocks in the batch
+    Block *next;
 };
-static_assert(sizeof(Block) <= kJsonHeaderSize, "the smallest node must hold a Block");
 
-struct ThreadLists {
-    Block *head[kClasses];  // the list blocks are taken from and released to
-    guint count[kClasses];
-    Block *full[kClasses];  // full batches, linked by next_batch
-    guint nfull[kClasses];
-    bool flush_registered;
-    bool gone;  // the thread is ending: releases go straight to the depot
+struct Heap;
+
+struct Page {
+    std::atomic<Heap *> owner;    // NULL while the page waits to be adopted
+    std::atomic<Block *> remote;  // released by other threads, not yet collected
+    Block *free;                  // released by the owner, or collected
+    char *bump;                   // the part never handed out: [bump, end)
+    char *end;
+    Page *next;      // the owner's list of pages with room, or the list of orphans
+    Page *next_all;  // every page of the owner, of this size
+    std::size_t size;
+    bool listed;  // the owner's current page or on its list of pages with room
+};
+
+constexpr std::size_t kPageHeader = (sizeof(Page) + 15) & ~std::size_t{15};
+
+struct Heap {
+    Page *current[kClasses];
+    Page *room[kClasses];  // pages with room besides the current one
+    Page *all[kClasses];
+    Page *scan[kClasses];  // where the next search for remote releases starts
+    bool exit_registered;
 };
 
 // Plain data, zero-initialised: reading it costs no more than a global.
-thread_local ThreadLists t_lists __attribute__((tls_model("initial-exec")));
+thread_local Heap t_heap __attribute__((tls_model("initial-exec")));
 
-// The depot: batches of free blocks per size, and every chunk ever cut (so
-// that the blocks stay reachable for leak checkers).
-GMutex g_depot_lock;
-Block *g_depot[kClasses];
-GSList *g_chunks;
+// Pages of ended threads per size, and every page ever made (so that the
+// blocks stay reachable for leak checkers).
+GMutex g_orphans_lock;
+Page *g_orphans[kClasses];
+GSList *g_pages;
 
 // Blocks smaller than a node (short member names) share the node-header size.
 constexpr std::size_t class_of(std::size_t size) noexcept
@@ -73,110 +93,143 @@ constexpr std::size_t class_of(std::size_t size) noexcept
     return size <= kJsonHeaderSize ? kJsonHeaderSize / kStep : (size + kStep - 1) / kStep;
 }
 
-// Pushes a list of `count` blocks to the depot as one batch.
-void depot_put(std::size_t cls, Block *first, guint count) noexcept
+inline Page *page_of(void *block) noexcept
 {
-    first->count = count;
-    g_mutex_lock(&g_depot_lock);
-    first->next_batch = g_depot[cls];
-    g_depot[cls] = first;
-    g_mutex_unlock(&g_depot_lock);
+    return reinterpret_cast<Page *>(reinterpret_cast<std::uintptr_t>(block) & ~(kPageBytes - 1));
 }
 
-Block *depot_take(std::size_t cls) noexcept
+inline bool has_room(const Page *p) noexcept { return p->free != nullptr || p->bump != p->end; }
+
+inline void *take(Page *p) noexcept
 {
-    g_mutex_lock(&g_depot_lock);
-    Block *batch = g_depot[cls];
-    if (batch != nullptr)
-        g_depot[cls] = batch->next_batch;
-    g_mutex_unlock(&g_depot_lock);
-    return batch;
+    if (Block *b = p->free) {
+        p->free = b->next;
+        return b;
+    }
+    void *b = p->bump;
+    p->bump += p->size;
+    return b;
 }
 
-// A new chunk cut into blocks of class `cls`, linked into one list.
-Block *cut_chunk(std::size_t cls, guint *count) noexcept
+// Moves the page's remote releases onto its own list.
+void collect(Page *p) noexcept
 {
-    const std::size_t size = cls * kStep;
-    auto *chunk = static_cast<char *>(g_malloc(kChunkBytes));
-    g_mutex_lock(&g_depot_lock);
-    g_chunks = g_slist_prepend(g_chunks, chunk);
-    g_mutex_unlock(&g_depot_lock);
-    const std::size_t n = kChunkBytes / size;
-    for (std::size_t i = 0; i + 1 < n; i++)
-        reinterpret_cast<Block *>(chunk + i * size)->next = reinterpret_cast<Block *>(chunk + (i + 1) * size);
-    reinterpret_cast<Block *>(chunk + (n - 1) * size)->next = nullptr;
-    *count = static_cast<guint>(n);
-    return reinterpret_cast<Block *>(chunk);
+    Block *b = p->remote.exchange(nullptr, std::memory_order_acquire);
+    while (b != nullptr) {
+        Block *next = b->next;
+        b->next = p->free;
+        p->free = b;
+        b = next;
+    }
 }
 
-// Gives every list of the ending thread to the depot.
-struct ListsFlusher {
-    ~ListsFlusher()
+void own(Heap &h, std::size_t cls, Page *p) noexcept
+{
+    p->owner.store(&h, std::memory_order_relaxed);
+    p->listed = false;
+    p->next_all = h.all[cls];
+    h.all[cls] = p;
+}
+
+Page *new_page(std::size_t cls) noexcept
+{
+    void *mem = std::aligned_alloc(kPageBytes, kPageBytes);
+    if (mem == nullptr)
+        g_error("%s: failed to allocate %zu bytes", G_STRLOC, kPageBytes);
+    auto *p = new (mem) Page{};
+    p->size = cls * kStep;
+    p->bump = static_cast<char *>(mem) + kPageHeader;
+    p->end = p->bump + (kPageBytes - kPageHeader) / p->size * p->size;
+    g_mutex_lock(&g_orphans_lock);
+    g_pages = g_slist_prepend(g_pages, mem);
+    g_mutex_unlock(&g_orphans_lock);
+    return p;
+}
+
+// The ending thread's pages become orphans, for other threads to adopt.
+struct HeapReleaser {
+    ~HeapReleaser()
     {
-        ThreadLists &lists = t_lists;
-        lists.gone = true;
+        Heap &h = t_heap;
+        g_mutex_lock(&g_orphans_lock);
         for (std::size_t cls = 0; cls < kClasses; cls++) {
-            if (lists.head[cls] != nullptr)
-                depot_put(cls, lists.head[cls], lists.count[cls]);
-            for (Block *batch = lists.full[cls]; batch != nullptr;) {
-                Block *next = batch->next_batch;
-                depot_put(cls, batch, batch->count);
-                batch = next;
+            for (Page *p = h.all[cls]; p != nullptr;) {
+                Page *next = p->next_all;
+                p->owner.store(nullptr, std::memory_order_relaxed);
+                p->next = g_orphans[cls];
+                g_orphans[cls] = p;
+                p = next;
             }
-            lists.head[cls] = lists.full[cls] = nullptr;
-            lists.count[cls] = lists.nfull[cls] = 0;
+            h.current[cls] = h.room[cls] = h.all[cls] = h.scan[cls] = nullptr;
         }
+        g_mutex_unlock(&g_orphans_lock);
     }
 };
 
-void register_flush() noexcept
+void register_exit(Heap &h) noexcept
 {
-    thread_local ListsFlusher flusher;
-    (void)flusher;
-    t_lists.flush_registered = true;
+    thread_local HeapReleaser releaser;
+    (void)releaser;
+    h.exit_registered = true;
 }
 
-// The list of class `cls` is empty: takes a batch (the thread's own, the
-// depot's or a new chunk) and hands out its first block.
-G_GNUC_NO_INLINE void *refill(std::size_t cls) noexcept
+// A page with room for the thread: one that got blocks back, one whose
+// blocks other threads released, an orphan, or a new page.
+Page *find_page(Heap &h, std::size_t cls) noexcept
 {
-    ThreadLists &lists = t_lists;
-    if (!lists.flush_registered)
-        register_flush();
-    Block *batch = lists.full[cls];
-    guint n = 0;
-    if (batch != nullptr) {
-        lists.full[cls] = batch->next_batch;
-        lists.nfull[cls]--;
-        n = batch->count;
-    } else if ((batch = depot_take(cls)) != nullptr) {
-        n = batch->count;
-    } else {
-        batch = cut_chunk(cls, &n);
+    while (Page *p = h.room[cls]) {
+        h.room[cls] = p->next;
+        collect(p);
+        if (has_room(p))
+            return p;
+        p->listed = false;
     }
-    lists.head[cls] = batch->next;
-    lists.count[cls] = n - 1;
-    return batch;
+    // Remote releases reach pages that are not listed; look at a few of
+    // them, round robin, so that the search stays short on a large heap.
+    Page *p = h.scan[cls];
+    for (int i = 0; i < kRemoteScan; i++, p = p->next_all) {
+        if (p == nullptr && (p = h.all[cls]) == nullptr)
+            break;
+        if (!p->listed && p->remote.load(std::memory_order_relaxed) != nullptr) {
+            collect(p);
+            h.scan[cls] = p->next_all;
+            return p;
+        }
+    }
+    h.scan[cls] = p;
+    for (;;) {
+        g_mutex_lock(&g_orphans_lock);
+        Page *orphan = g_orphans[cls];
+        if (orphan != nullptr)
+            g_orphans[cls] = orphan->next;
+        g_mutex_unlock(&g_orphans_lock);
+        if (orphan == nullptr)
+            break;
+        own(h, cls, orphan);
+        collect(orphan);
+        if (has_room(orphan))
+            return orphan;
+    }
+    Page *fresh = new_page(cls);
+    own(h, cls, fresh);
+    return fresh;
 }
 
-// The list of class `cls` is full: closes it as a batch. A thread that then
-// holds more than kKeptBatches gives one to the depot: the second newest, as
-// the newest one's blocks are the warmest.
-G_GNUC_NO_INLINE void close_batch(std::size_t cls) noexcept
+G_GNUC_NO_INLINE void *alloc_slow(std::size_t cls) noexcept
 {
-    ThreadLists &lists = t_lists;
-    Block *batch = lists.head[cls];
-    batch->count = lists.count[cls];
-    batch->next_batch = lists.full[cls];
-    lists.full[cls] = batch;
-    lists.head[cls] = nullptr;
-    lists.count[cls] = 0;
-    if (++lists.nfull[cls] > kKeptBatches) {
-        Block *second = batch->next_batch;
-        batch->next_batch = second->next_batch;
-        lists.nfull[cls]--;
-        depot_put(cls, second, second->count);
+    Heap &h = t_heap;
+    if (!h.exit_registered)
+        register_exit(h);
+    if (Page *p = h.current[cls]) {
+        collect(p);
+        if (has_room(p))
+            return take(p);
+        p->listed = false;
     }
+    Page *p = find_page(h, cls);
+    p->listed = true;
+    h.current[cls] = p;
+    return take(p);
 }
 
 }  // namespace
@@ -186,14 +239,10 @@ void *node_alloc(std::size_t size) noexcept
     if (size > kMaxPooled)
         return g_malloc(size);
     const std::size_t cls = class_of(size);
-    ThreadLists &lists = t_lists;
-    Block *b = lists.head[cls];
-    if (G_LIKELY(b != nullptr)) {
-        lists.head[cls] = b->next;
-        lists.count[cls]--;
-        return b;
-    }
-    return refill(cls);
+    Page *p = t_heap.current[cls];
+    if (G_LIKELY(p != nullptr && has_room(p)))
+        return take(p);
+    return alloc_slow(cls);
 }
 
 void node_free(void *block, std::size_t size) noexcept
@@ -202,18 +251,25 @@ void node_free(void *block, std::size_t size) noexcept
         g_free(block);
         return;
     }
-    const std::size_t cls = class_of(size);
-    ThreadLists &lists = t_lists;
+    Page *p = page_of(block);
     auto *b = static_cast<Block *>(block);
-    if (G_UNLIKELY(lists.gone)) {
-        b->next = nullptr;
-        depot_put(cls, b, 1);
+    Heap &h = t_heap;
+    if (p->owner.load(std::memory_order_relaxed) == &h) {
+        b->next = p->free;
+        p->free = b;
+        if (G_UNLIKELY(!p->listed)) {
+            p->listed = true;
+            const std::size_t cls = p->size / kStep;
+            p->next = h.room[cls];
+            h.room[cls] = p;
+        }
         return;
     }
-    b->next = lists.head[cls];
-    lists.head[cls] = b;
-    if (G_UNLIKELY(++lists.count[cls] >= kBatch))
-        close_batch(cls);
+    Block *head = p->remote.load(std::memory_order_relaxed);
+    do {
+        b->next = head;
+    } while (!p->remote.compare_exchange_weak(head, b, std::memory_order_release,
+                                              std::memory_order_relaxed));
 }
 
 #endif
