@@ -11,10 +11,12 @@
 // room. A thread that ends leaves its pages to the next thread that needs a
 // page of their size.
 //
-// Blocks come back onto their own page, so a tree built after many others
-// were released still lies on few pages, close together, as on a fresh heap
-// (a single free list per size would hand blocks out in the order they were
-// released and scatter a new tree over all of memory). Pages are kept for
+// Blocks come back onto their own page, and a page hands out its lowest free
+// block first (a bitmap marks the free ones), so a tree built after many
+// others were released lies on few pages in address order, as on a fresh
+// heap: a free list would hand blocks out in the order they were released
+// and scatter a new tree over memory, which makes every later walk of it
+// slower. Pages are kept for
 // reuse for the life of the process, as a general allocator keeps its arenas.
 //
 // Sanitizer builds take every block from the general allocator instead, so
@@ -51,24 +53,30 @@ constexpr std::size_t kPageBytes = 64 * 1024;
 constexpr int kRemoteScan = 8;  // owned pages checked for remote releases per page wanted
 
 struct Block {
-    Block *next;
+    Block *next;  // remote releases only
 };
 
 struct Heap;
 
+// Bitmap words for a page of the smallest blocks.
+constexpr std::size_t kWords = (kPageBytes / kJsonHeaderSize + 63) / 64;
+
 struct Page {
     std::atomic<Heap *> owner;    // NULL while the page waits to be adopted
     std::atomic<Block *> remote;  // released by other threads, not yet collected
-    Block *free;                  // released by the owner, or collected
-    char *bump;                   // the part never handed out: [bump, end)
-    char *end;
-    Page *next;      // the owner's list of pages with room, or the list of orphans
-    Page *next_all;  // every page of the owner, of this size
-    std::size_t size;
-    bool listed;  // the owner's current page or on its list of pages with room
+    guint64 free_bits[kWords];    // bit i: block i is free
+    guint32 first_word;           // no free bit below this word
+    guint32 free_count;
+    guint32 size;
+    guint32 inverse;  // ceil(2^32 / size): turns a block's offset into its index
+    Page *next;       // the owner's list of pages with room, or the list of orphans
+    Page *next_all;   // every page of the owner, of this size
+    bool listed;      // the owner's current page or on its list of pages with room
 };
 
-constexpr std::size_t kPageHeader = (sizeof(Page) + 15) & ~std::size_t{15};
+constexpr std::size_t kPageHeader = (sizeof(Page) + 63) & ~std::size_t{63};
+
+inline char *first_block(Page *p) noexcept { return reinterpret_cast<char *>(p) + kPageHeader; }
 
 struct Heap {
     Page *current[kClasses];
@@ -98,27 +106,41 @@ inline Page *page_of(void *block) noexcept
     return reinterpret_cast<Page *>(reinterpret_cast<std::uintptr_t>(block) & ~(kPageBytes - 1));
 }
 
-inline bool has_room(const Page *p) noexcept { return p->free != nullptr || p->bump != p->end; }
+inline bool has_room(const Page *p) noexcept { return p->free_count != 0; }
 
+// The page's lowest free block.
 inline void *take(Page *p) noexcept
 {
-    if (Block *b = p->free) {
-        p->free = b->next;
-        return b;
-    }
-    void *b = p->bump;
-    p->bump += p->size;
-    return b;
+    guint32 w = p->first_word;
+    while (p->free_bits[w] == 0)
+        w++;
+    const guint64 bits = p->free_bits[w];
+    p->free_bits[w] = bits & (bits - 1);
+    p->first_word = w;
+    p->free_count--;
+    const auto index = w * 64 + static_cast<guint32>(__builtin_ctzll(bits));
+    return first_block(p) + static_cast<std::size_t>(index) * p->size;
 }
 
-// Moves the page's remote releases onto its own list.
+inline void give_back(Page *p, void *block) noexcept
+{
+    const auto offset = static_cast<guint64>(static_cast<char *>(block) - first_block(p));
+    // Exact: the offset is a multiple of the size, below 2^16.
+    const auto index = static_cast<guint32>((offset * p->inverse) >> 32);
+    const guint32 w = index / 64;
+    p->free_bits[w] |= guint64{1} << (index % 64);
+    p->free_count++;
+    if (w < p->first_word)
+        p->first_word = w;
+}
+
+// Takes the page's remote releases back.
 void collect(Page *p) noexcept
 {
     Block *b = p->remote.exchange(nullptr, std::memory_order_acquire);
     while (b != nullptr) {
         Block *next = b->next;
-        b->next = p->free;
-        p->free = b;
+        give_back(p, b);
         b = next;
     }
 }
@@ -137,9 +159,13 @@ Page *new_page(std::size_t cls) noexcept
     if (mem == nullptr)
         g_error("%s: failed to allocate %zu bytes", G_STRLOC, kPageBytes);
     auto *p = new (mem) Page{};
-    p->size = cls * kStep;
-    p->bump = static_cast<char *>(mem) + kPageHeader;
-    p->end = p->bump + (kPageBytes - kPageHeader) / p->size * p->size;
+    p->size = static_cast<guint32>(cls * kStep);
+    p->inverse = static_cast<guint32>(((guint64{1} << 32) + p->size - 1) / p->size);
+    const auto blocks = static_cast<guint32>((kPageBytes - kPageHeader) / p->size);
+    g_assert(blocks <= kWords * 64);
+    for (guint32 i = 0; i < blocks; i++)
+        p->free_bits[i / 64] |= guint64{1} << (i % 64);
+    p->free_count = blocks;
     g_mutex_lock(&g_orphans_lock);
     g_pages = g_slist_prepend(g_pages, mem);
     g_mutex_unlock(&g_orphans_lock);
@@ -255,8 +281,7 @@ void node_free(void *block, std::size_t size) noexcept
     auto *b = static_cast<Block *>(block);
     Heap &h = t_heap;
     if (p->owner.load(std::memory_order_relaxed) == &h) {
-        b->next = p->free;
-        p->free = b;
+        give_back(p, b);
         if (G_UNLIKELY(!p->listed)) {
             p->listed = true;
             const std::size_t cls = p->size / kStep;
