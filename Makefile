@@ -8,8 +8,10 @@ SUDO       := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
 # Debian packages the build and the test suite need.
 PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev clang libclang-rt-14-dev
+# The reference manual (`make docs`, part of `make check`).
+DOCS_PACKAGES := doxygen
 
-.PHONY: all deps build build-asan build-tsan check fuzz demo clean
+.PHONY: all deps build build-asan build-tsan check docs fuzz demo clean
 
 all: build
 
@@ -48,7 +50,14 @@ $(TSAN_BUILD)/build.ninja:
 build-tsan: deps $(TSAN_BUILD)/build.ninja
 	cmake --build $(TSAN_BUILD) -j $(JOBS) --target test_threads
 
-check: build build-asan build-tsan
+# The HTML reference from the public headers; any Doxygen warning (an export
+# without its comment, a wrong @param) fails it. Output: $(BUILD)/docs/html.
+docs: deps $(BUILD)/build.ninja
+	$(call install-missing,$(DOCS_PACKAGES))
+	cmake -S . -B $(BUILD)
+	cmake --build $(BUILD) --target docs
+
+check: docs build build-asan build-tsan
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)

@@ -599,7 +599,7 @@ KEL_API gboolean kel_json_array_filter(KelJson *json, KelJsonArrayFilterFunc kee
  * @return the former last element, owned by the caller (kel_json_unref()),
  *         or NULL.
  */
-KEL_API KelJson *kel_json_array_pop_elem(KelJson *json) G_GNUC_WARN_UNUSED_RESULT;
+KEL_API KelJson *kel_json_array_pop_elem(KelJson *json);
 /**
  * Sorts the elements in place and renumbers them.
  * @param json    the array (NULL or a non-array gives FALSE).

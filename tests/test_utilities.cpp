@@ -82,7 +82,7 @@ TEST(AlignedAlloc, AlignedBlocksAndRefusalsInOrder)
 TEST(AlignedAllocDeathTest, FailureEndsProcess)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(kel_aligned_alloc(4, 8), "src/kel_aligned_alloc_common\\.cpp:29: failed to allocate 8 bytes with 4 alignment");
+    EXPECT_DEATH(kel_aligned_free(kel_aligned_alloc(4, 8)), "src/kel_aligned_alloc_common\\.cpp:29: failed to allocate 8 bytes with 4 alignment");
 }
 
 TEST(Dirs, RemoveAndEmptyTreesWithoutFollowingLinks)

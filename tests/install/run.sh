@@ -10,7 +10,8 @@ mkdir -p "$work"
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" > "$work/install.log"
 
-for f in include/kel.h include/kel_error.h include/kel_util.h include/kel_json.h bin/kel-json; do
+for f in include/kel.h include/kel_error.h include/kel_util.h include/kel_json.h bin/kel-json \
+         share/man/man1/kel-json.1; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f" >&2; exit 1; }
 done
 
@@ -37,4 +38,13 @@ echo "== installed kel-json"
 out=$(printf '{"a": [1, 2.5]}' | "$prefix/bin/kel-json" get --compact - /a)
 [ "$out" = "[1,2.5]" ] || { echo "unexpected kel-json output: $out" >&2; exit 1; }
 echo "$out"
+echo "== installed man page"
+if command -v man > /dev/null 2>&1; then
+  page=$(MANPATH="$prefix/share/man" MANWIDTH=80 man kel-json 2> "$work/man.log") ||
+    { cat "$work/man.log" >&2; echo "man kel-json failed" >&2; exit 1; }
+  printf '%s\n' "$page" | grep -q '^NAME' || { echo "man kel-json: no NAME section" >&2; exit 1; }
+  printf '%s\n' "$page" | sed -n 2,4p
+else
+  echo "man not available: page installed, rendering not checked"
+fi
 echo "install test passed"
