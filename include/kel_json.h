@@ -97,7 +97,7 @@
  * Reference counts and parent links are plain, unlocked fields: a tree, and
  * every value shared between trees, is used by one thread at a time.
  * Different trees may be used on different threads. Freed value blocks are
- * kept in a per-thread pool for reuse for the life of the process (memory
+ * kept in the library's pool for reuse for the life of the process (memory
  * checkers report them as "still reachable"; sanitizer builds bypass the
  * pool).
  *
@@ -110,9 +110,10 @@
  * - Pointer puts fill gaps before an index only up to a fixed bound of
  *   created values; beyond it the put fails with #KEL_JSON_INDEX_INVALID.
  *   kel_json_array_put_ext() fills whatever gap its caller asks for.
- * - Everything else is linear in the size of its input, apart from
- *   kel_json_subset() on arrays without #KEL_JSON_SUBSET_ARRAY_RUN and
- *   reference expansion, quadratic in the references.
+ * - kel_json_subset() with #KEL_JSON_SUBSET_ARRAY_RUN but without
+ *   #KEL_JSON_SUBSET_ARRAY_PREFIX tries every offset of the run: its time
+ *   grows with the product of the two arrays' lengths, which the caller
+ *   chooses.
  */
 #ifndef KEL_JSON_H
 #define KEL_JSON_H
@@ -359,7 +360,8 @@ KEL_API gboolean kel_json_obj_has_key(const KelJson *json, const char *key);
 KEL_API gboolean kel_json_obj_iter_init(KelJsonObjIter *iter, KelJson *json);
 /**
  * Advances an iteration.
- * @param iter  an iterator started by kel_json_obj_iter_init().
+ * @param iter  an iterator started by kel_json_obj_iter_init(); NULL warns
+ *              and gives FALSE.
  * @param key   receives the member name (borrowed; may be NULL).
  * @param value receives the member (borrowed; may be NULL).
  * @return TRUE when a member was produced, FALSE at the end.
@@ -971,7 +973,8 @@ enum {
  * Parses a JSON text: one value with optional white space around it; no
  * comments, trailing commas or unquoted names. An object whose only member
  * is "$ref" with a string value becomes a reference.
- * @param in    NUL-terminated text (at most 2^31 - 1 bytes).
+ * @param in    NUL-terminated text; a text of 2^31 bytes or more fails with
+ *              "Syntax error: input longer than %d bytes".
  * @param flags KEL_JSON_LOAD_* bits.
  * @param error error slot (may be NULL). Pushes #KEL_JSON_ARG_INVALID for a
  *              NULL @p in, else #KEL_JSON_PARSE_ERROR errors, each with a
