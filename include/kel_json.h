@@ -56,6 +56,7 @@
  * - the copy steps of kel_json_union() for objects, which are skipped while
  *   the walk goes on: the union then returns an object with members missing
  *   and no new error.
+ * .
  * Clear the slot before such a call when its failure must be told apart.
  *
  * @par Names
