@@ -206,9 +206,11 @@ KEL_API KelJson *kel_json_double_new_base(double value) G_GNUC_WARN_UNUSED_RESUL
  * @param len   number of bytes.
  * @param error error slot (may be NULL). Pushes #KEL_JSON_ARG_INVALID for a
  *              NULL @p value ("kel_json_str_new_len_base: argument check
- *              failed: value"), for a NUL byte among the bytes (the text is
- *              refused, not cut) and for invalid UTF-8 ("%s: Character
- *              sequence is not valid UTF-8: %s" with a hex dump).
+ *              failed: value"), for a NUL byte among the bytes
+ *              ("kel_json_str_new_len_base: string contains a NUL byte at
+ *              offset N": the text is refused, not cut) and for invalid UTF-8
+ *              ("%s: Character sequence is not valid UTF-8: %s" with a hex
+ *              dump).
  * @return a new string value (count 0, owned by the caller), or NULL.
  */
 KEL_API KelJson *kel_json_str_new_len_base(const char *value, gsize len, KelError **error) G_GNUC_WARN_UNUSED_RESULT;
