@@ -57,6 +57,7 @@ docs: deps $(BUILD)/build.ninja
 	cmake -S . -B $(BUILD)
 	cmake --build $(BUILD) --target docs
 
+# docs comes first: it installs Doxygen, so both builds configure their docs test.
 check: docs build build-asan build-tsan
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
