@@ -352,12 +352,18 @@ struct Patcher {
                     not_a_pointer(path.member, path.text, reason.c_str());
                     return false;
                 }
-                if (index < len)
-                    next = elem_at(current, index);
-                else if (!(adding && last && index == len)) {
+                if (adding && last && index <= len) {
+                    // Adding to an array inserts: nothing there is replaced.
+                    place.container = current;
+                    place.index = index;
+                    place.value = nullptr;
+                    return true;
+                }
+                if (index >= len) {
                     missing(path, current, token);
                     return false;
                 }
+                next = elem_at(current, index);
                 place.index = index;
             } else {
                 kel_json_set_error(error, KEL_JSON_TYPE_INVALID,
