@@ -432,8 +432,9 @@ KEL_API gboolean kel_json_jref_expand(KelJson *root, KelError **error);
  * Returns TRUE when every operation succeeded. On any failure doc is
  * exactly as before the call (the same nodes, values and member order:
  * changes are recorded and undone), FALSE is returned and one error is
- * pushed. Every message but the first two below names the failing
- * operation by its pointer in patch ("/2" for the third operation):
+ * pushed. Every message but the argument failures names the failing
+ * operation by its pointer in patch ("/2" for the third operation; the
+ * patch itself when it is not an array):
  * - doc or patch NULL: KEL_JSON_ARG_INVALID,
  *   "kel_json_patch_apply: argument check failed: doc" (or "patch").
  * - patch not an array, an operation not an object: KEL_JSON_TYPE_INVALID,
