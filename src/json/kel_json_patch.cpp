@@ -28,7 +28,7 @@ inline KelJson *elem_at(const KelJson *array, guint i) noexcept
 
 inline guint array_len(const KelJson *array) noexcept { return array->array->len; }
 
-inline bool is_owning(const KelJson *json, KelJsonType type) noexcept
+inline bool is_owning(const KelJson *json, int type) noexcept
 {
     return json->type == type && !kel::json_is_borrowing(json);
 }
@@ -391,7 +391,7 @@ struct Patcher {
     {
         KelJson *c = place.container;
         if (c == nullptr) {
-            if (!json_is_container(doc) || value->type != doc->type) {
+            if (!json_is_container(value) || !is_owning(doc, value->type)) {
                 kel_json_set_error(error, KEL_JSON_TYPE_INVALID,
                                    "Patch operation %P: the whole document (%s) can only be "
                                    "replaced by an object or array of the same type, not %s",
