@@ -391,6 +391,101 @@ KEL_API KelJson *kel_json_jref_resolve_base(KelJson *json, KelError **error);
 KEL_API KelJson *kel_json_jref_deref_base(KelJson *json, KelError **error);
 KEL_API gboolean kel_json_jref_expand(KelJson *root, KelError **error);
 
+/* ---- JSON Patch and JSON Merge Patch ------------------------------------- */
+
+/* Bound of the values that the copy operations of one JSON Patch may create.
+ * Each copy can double the document, so a short patch could otherwise ask
+ * for 2^1000 values. The copies of one kel_json_patch_apply call may create
+ * at most the larger of KEL_JSON_PATCH_MIN_BUDGET and
+ * KEL_JSON_PATCH_BUDGET_FACTOR times the values in the document before its
+ * first copy operation; the copy that would pass the bound fails with
+ * KEL_JSON_FEATURE_UNSUPPORTED and
+ * "Patch operation %P: the patch would create more than %s values". */
+#define KEL_JSON_PATCH_MIN_BUDGET 1000000
+#define KEL_JSON_PATCH_BUDGET_FACTOR 100
+
+/* Applies a JSON Patch (RFC 6902) to doc, in place and all or nothing.
+ *
+ * doc: the document to change (not NULL). It stays the caller's node: no
+ *   reference is taken and the node itself is never replaced. An operation
+ *   whose path is "" (the whole document) therefore needs a document and a
+ *   value that are both objects or both arrays; the value's members then
+ *   move into doc. Any other kind fails with KEL_JSON_TYPE_INVALID and
+ *   "Patch operation %P: the whole document (%s) can only be replaced by an
+ *   object or array of the same type, not %s". doc may be a member of a
+ *   larger tree; paths are read from doc.
+ * patch: an array of operation objects (not NULL; read only, no reference
+ *   taken). Values are copied into doc, never shared with the patch.
+ *   Members other than "op", "path", "from" and "value" are ignored.
+ * error: error slot (may be NULL).
+ *
+ * Operations are applied in order: "add", "remove", "replace", "move",
+ * "copy" and "test". Paths ("path", "from") follow RFC 6901 strictly: empty,
+ * or "/"-separated tokens with "~0" and "~1" as the only escapes (no
+ * leading "#", no percent-decoding); an array index is "0" or decimal digits
+ * without a leading zero or sign; "-" names the end of an array only as the
+ * last token of the path of "add", "move" or "copy". "test" compares with
+ * deep equality (kel_json_subset with KEL_JSON_SUBSET_EQUAL): member order
+ * does not matter and numbers compare by value, so 1 equals 1.0. A $ref
+ * value in doc is an ordinary value here: it is never followed.
+ *
+ * Returns TRUE when every operation succeeded. On any failure doc is
+ * exactly as before the call (the same nodes, values and member order:
+ * changes are recorded and undone), FALSE is returned and one error is
+ * pushed. Every message but the argument failures names the failing
+ * operation by its pointer in patch ("/2" for the third operation; the
+ * patch itself when it is not an array):
+ * - doc or patch NULL: KEL_JSON_ARG_INVALID,
+ *   "kel_json_patch_apply: argument check failed: doc" (or "patch").
+ * - patch not an array, an operation not an object: KEL_JSON_TYPE_INVALID,
+ *   "kel_json_patch_apply: invalid JSON type for %P: expected array, got %s"
+ *   (or "expected object").
+ * - malformed operation, KEL_JSON_ARG_INVALID: "Patch operation %P: missing
+ *   member %s", "Patch operation %P: member %s is not a string",
+ *   "Patch operation %P: unknown operation %s".
+ * - a path or from that is not a valid pointer, or a token that is not an
+ *   index where an array is met: KEL_JSON_POINTER_INVALID,
+ *   "Patch operation %P: %s \"%s\" is not a valid JSON pointer: %s"
+ *   (member name, pointer text, reason).
+ * - a place that does not exist: "Patch operation %P: %s \"%s\" does not
+ *   exist: " followed by "JSON object %P does not have key %s"
+ *   (KEL_JSON_KEY_INVALID), "index %s is out of bounds for JSON array %P"
+ *   (KEL_JSON_INDEX_INVALID) or "%P is of type %s" (a scalar or reference
+ *   on the way, KEL_JSON_TYPE_INVALID).
+ * - a failed test: KEL_JSON_ARG_INVALID, "Patch operation %P: test failed:
+ *   the value at \"%s\" is not equal to the expected value" (the code that
+ *   kel_json_union uses for unequal values).
+ * - a move into its own child: KEL_JSON_ARG_INVALID, "Patch operation %P:
+ *   cannot move \"%s\" into its own child \"%s\""; removing the path "":
+ *   KEL_JSON_ARG_INVALID, "Patch operation %P: cannot remove the whole
+ *   document".
+ * - the copy budget above, the whole-document rule above.
+ * Each operation costs time linear in its path, its value and, for arrays,
+ * the array's length. */
+KEL_API gboolean kel_json_patch_apply(KelJson *doc, KelJson *patch, KelError **error);
+
+/* Applies a JSON Merge Patch (RFC 7386) and returns the result as a new
+ * document: an object patch merges into an object target member by member
+ * (recursively for object members; a null member removes the name, any
+ * other value replaces it); an object patch on any other target starts from
+ * an empty object; a patch that is not an object is the result (a copy).
+ *
+ * The result is a new tree rather than target changed in place because
+ * its kind can differ from target's (a non-object patch, or an object patch
+ * on an array), which an in-place change of the caller's node could not
+ * express; as with kel_json_union, the operands stay untouched.
+ *
+ * target: the document to patch (not NULL; read only, no reference taken).
+ * patch: the merge patch (not NULL; read only, no reference taken).
+ * error: error slot (may be NULL).
+ *
+ * Returns a new value (count 0, no parent) made of copies, sharing nothing
+ * with target or patch, which the caller releases with kel_json_unref; or
+ * NULL when target or patch is NULL (KEL_JSON_ARG_INVALID,
+ * "kel_json_merge_patch: argument check failed: target" or "patch"). Time
+ * and memory are linear in the sizes of target and patch. */
+KEL_API KelJson *kel_json_merge_patch(KelJson *target, KelJson *patch, KelError **error);
+
 #ifdef __cplusplus
 }
 #endif
