@@ -69,9 +69,12 @@ std::string object_of(const std::vector<std::string> &names)
     return text + "}";
 }
 
-std::string ref_to(const std::string &target)
+// A reference to the member `prefix` followed by the number `n`.
+std::string ref_to(char prefix, int n)
 {
-    return "{\"$ref\":\"#/" + target + "\"}";
+    std::string text = "{\"$ref\":\"#/";
+    text += prefix;
+    return text.append(std::to_string(n)).append("\"}");
 }
 
 // Ten arrays, each of ten references. The bomb points each array at the one
@@ -82,7 +85,7 @@ std::string reference_arrays(bool bomb)
     for (int level = 1; level < 10; level++) {
         text += ",\"a" + std::to_string(level) + "\":[";
         for (int i = 0; i < 10; i++)
-            text.append(i ? "," : "").append(ref_to("a" + std::to_string(bomb ? level - 1 : 0)));
+            text.append(i ? "," : "").append(ref_to('a', bomb ? level - 1 : 0));
         text += "]";
     }
     return text + "}";
@@ -97,7 +100,7 @@ std::string many_references(bool one_target)
         text += "\"t" + std::to_string(t) + "\":{\"x\":[" + std::to_string(t) + ",2,3]},";
     text += "\"r\":[";
     for (int i = 0; i < 1000000; i++)
-        text.append(i ? "," : "").append(ref_to("t" + std::to_string(one_target ? 0 : i % 10)));
+        text.append(i ? "," : "").append(ref_to('t', one_target ? 0 : i % 10));
     return text + "]}";
 }
 
