@@ -201,6 +201,21 @@ const std::vector<Case> &cases()
              std::vector<std::string> bad = colliding_names(13);
              return Figures{time_plain_table(bad), time_plain_table(random_names(bad.size(), bad[0].size())), ""};
          }},
+        {"subset run: [1 x 2^15, 2] in [1 x 2^16]", "ratio <= 2", [] {
+             // The twin starts with the 2: every offset fails at once.
+             auto search = [](bool attack) {
+                 KelJson *a = kel_json_array_new_base(0, FALSE), *b = kel_json_array_new_base(0, FALSE);
+                 for (int i = 0; i <= (1 << 15); i++)
+                     kel_json_array_push_base(a, kel_json_i64_new_base(attack == (i < (1 << 15)) ? 1 : 2), nullptr);
+                 for (int i = 0; i < (1 << 16); i++)
+                     kel_json_array_push_base(b, kel_json_i64_new_base(1), nullptr);
+                 const double t = seconds_of([&] { kel_json_subset(a, b, KEL_JSON_SUBSET_ARRAY_RUN); });
+                 kel_json_unref(a);
+                 kel_json_unref(b);
+                 return t;
+             };
+             return Figures{search(true), search(false), ""};
+         }},
         {"expand: reference bomb, 1.7 KB", "< 1 s, < 100 MB", [] {
              std::string attack_outcome, twin_outcome;
              const double attack = time_expand(reference_arrays(true), &attack_outcome);
@@ -230,7 +245,7 @@ int main(int argc, char **argv)
         const pid_t child = fork();
         if (child == 0) {
             const Figures f = c.run();
-            std::printf("%-42s %-20s %10.4f %10.4f %7.2f %8.1f  %s\n", c.name, c.bound, f.attack, f.twin,
+            std::printf("%-42s %-20s %10.6f %10.6f %7.2f %8.1f  %s\n", c.name, c.bound, f.attack, f.twin,
                         f.attack / f.twin, peak_kib() / 1024.0, f.note.c_str());
             std::fflush(stdout);
             _exit(0);
