@@ -97,6 +97,8 @@ TEST(Dirs, RemoveAndEmptyTreesWithoutFollowingLinks)
     ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/link").c_str()), 0);
     ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/a/link").c_str()), 0);
     ASSERT_EQ(symlink("/nonexistent/target", (tmp / "r/dangling").c_str()), 0);
+    ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "top").c_str()), 0);
+    expect_dir_op(kel_empty_dir, tmp / "top", G_FILE_ERROR_NOTDIR);  // not even the path given is followed
     expect_dir_op(kel_rm_dir, tmp / "r", 0);
     EXPECT_FALSE(exists(tmp / "r"));
     EXPECT_TRUE(exists(tmp / "outside/precious") && exists(tmp / "outside/sub"));  // the links' target survives
