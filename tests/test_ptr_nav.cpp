@@ -200,10 +200,9 @@ TEST(PtrPut, NonStrictFillsGapsUpToTheLimit)
     EXPECT_EQ(kel_json_array_size(member(big, "a")), 1048577);
     EXPECT_EQ(pointer_of(elem), "/a/1048576");
     // The bound counts values: a fill of 1024 values may fill 1024 places, not 1025.
-    JsonRoot wide(parse("[]")), e4(kel_json_i64_new_base(4)), e5(kel_json_i64_new_base(5));
+    JsonRoot wide(parse("[]")), sparse(parse("{}")), e4(kel_json_i64_new_base(4)), e5(kel_json_i64_new_base(5));
     for (int i = 1; i < 1024; i++)
         kel_json_array_push_base(wide, kel_json_null_new_base(), nullptr);
-    JsonRoot sparse(parse("{}"));
     err.clear();
     EXPECT_FALSE(kel_json_ptr_put_base(sparse, "/a/1025", e4, TRUE, wide, &err));
     EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 1025 is out of bounds for JSON array \"/a\"");
