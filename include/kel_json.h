@@ -304,6 +304,14 @@ KEL_API void kel_json_set_error(KelError **err, gint code, const char *fmt, ...)
 /* ---- Pointer navigation ------------------------------------------------- */
 
 KEL_API KelJson *kel_json_ptr_get_base(KelJson *root, const char *ptr, KelError **error);
+/* The most values that filling a gap may create in one put: the gap (the
+ * positions between the array's end and the index) times the values in each
+ * copy (those of `fill` in the final step, one empty container per copy for
+ * a non-strict intermediate step). A put that would create more fails, with
+ * nothing changed at that step, with KEL_JSON_INDEX_INVALID and
+ * "Index %d is out of bounds for JSON array %P". */
+#define KEL_JSON_PUT_FILL_MAX_VALUES 1048576
+
 KEL_API gboolean kel_json_ptr_put_base(KelJson *root, const char *ptr, KelJson *elem,
                                        gboolean strict, KelJson *fill, KelError **error);
 KEL_API KelJson *kel_json_ptr_put_array_base(KelJson *root, const char *ptr, KelError **error);
