@@ -14,7 +14,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 build=${FUZZ_BUILD:-$here/../build-fuzz}
 seconds=${FUZZ_SECONDS:-30}
 shared=${KEL_SHARED_DIR:-$here/../../shared}
-targets=${FUZZ_TARGETS:-parse pointer structure roundtrip format text}
+targets=${FUZZ_TARGETS:-parse pointer structure roundtrip format text patch}
 timeout=${FUZZ_TIMEOUT:-30}
 jobs=${FUZZ_JOBS:-$(nproc)}
 
@@ -58,12 +58,12 @@ for t in $targets; do
   echo "== $t: fuzzing for ${seconds}s"
   dict=()
   case $t in
-    parse|roundtrip|structure|pointer) dict=(-dict="$here/json.dict") ;;
+    parse|roundtrip|structure|pointer|patch) dict=(-dict="$here/json.dict") ;;
   esac
   # Navigation and the structural operations gain nothing from big documents
   # but spend their time copying them: they get smaller inputs.
   case $t in
-    pointer|structure) max_len=8192 ;;
+    pointer|structure|patch) max_len=8192 ;;
     *) max_len=65536 ;;
   esac
   "$build/fuzz_$t" -max_total_time="$seconds" -max_len="$max_len" -timeout="$timeout" \

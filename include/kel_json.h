@@ -111,10 +111,15 @@
  * - Pointer puts fill gaps before an index only up to a fixed bound of
  *   created values; beyond it the put fails with #KEL_JSON_INDEX_INVALID.
  *   kel_json_array_put_ext() fills whatever gap its caller asks for.
- * - kel_json_subset() with #KEL_JSON_SUBSET_ARRAY_RUN but without
- *   #KEL_JSON_SUBSET_ARRAY_PREFIX tries every offset of the run: its time
- *   grows with the product of the two arrays' lengths, which the caller
- *   chooses.
+ * - JSON Patch copies: #KEL_JSON_PATCH_MIN_BUDGET.
+ * - kel_json_subset() with #KEL_JSON_SUBSET_ARRAY_RUN alone searches a run
+ *   in linear time when the left array holds only primitives; otherwise
+ *   (containers, or integers mixed with integral doubles beyond 2^53) it
+ *   tries offset by offset, time growing with the product of the two
+ *   arrays' lengths. Bound such inputs yourself.
+ * - Everything else costs time linear in its input, or O(n log n) where
+ *   names are sorted; the README's "Limits and untrusted input" table gives
+ *   the figure of each operation.
  */
 #ifndef KEL_JSON_H
 #define KEL_JSON_H
@@ -1123,6 +1128,14 @@ KEL_API void kel_json_set_error(KelError **err, gint code, const char *fmt, ...)
  * @return the value (borrowed), or NULL.
  */
 KEL_API KelJson *kel_json_ptr_get_base(KelJson *root, const char *ptr, KelError **error);
+/** The most values that filling a gap may create in one put: the gap (the
+ * positions between the array's end and the index) times the values in each
+ * copy (those of `fill` in the final step, one empty container per copy for
+ * a non-strict intermediate step). A put that would create more fails, with
+ * nothing changed at that step, with KEL_JSON_INDEX_INVALID and
+ * "Index %d is out of bounds for JSON array %P". */
+#define KEL_JSON_PUT_FILL_MAX_VALUES 1048576
+
 /**
  * Puts a value at a JSON pointer, creating missing containers on the way (an
  * array when the next token is an index or "-", else an object). "-" appends;
@@ -1135,7 +1148,8 @@ KEL_API KelJson *kel_json_ptr_get_base(KelJson *root, const char *ptr, KelError 
  * @param strict FALSE: a gap before an index in an intermediate step is
  *               filled with empty containers.
  * @param fill   value copied into a gap before the final index (may be
- *               NULL: such an index fails). Filling is bounded; a larger gap
+ *               NULL: such an index fails). Filling is bounded by
+ *               #KEL_JSON_PUT_FILL_MAX_VALUES; a larger gap
  *               fails with #KEL_JSON_INDEX_INVALID.
  * @param error  error slot (may be NULL): the errors of
  *               kel_json_ptr_get_base(), #KEL_JSON_CHILD_OWNED and the
@@ -1390,6 +1404,103 @@ KEL_API KelJson *kel_json_jref_deref_base(KelJson *json, KelError **error);
  *         replacing phase the document may be partly expanded.
  */
 KEL_API gboolean kel_json_jref_expand(KelJson *root, KelError **error);
+
+/* ---- JSON Patch and JSON Merge Patch ------------------------------------- */
+
+/** Bound of the values that the copy operations of one JSON Patch may create.
+ * Each copy can double the document, so a short patch could otherwise ask
+ * for 2^1000 values. The copies of one kel_json_patch_apply call may create
+ * at most the larger of KEL_JSON_PATCH_MIN_BUDGET and
+ * KEL_JSON_PATCH_BUDGET_FACTOR times the values in the document before its
+ * first copy operation; the copy that would pass the bound fails with
+ * KEL_JSON_FEATURE_UNSUPPORTED and
+ * "Patch operation %P: the patch would create more than %s values". */
+#define KEL_JSON_PATCH_MIN_BUDGET 1000000
+/** Values the copies of one patch may create per value of the document; see
+ *  #KEL_JSON_PATCH_MIN_BUDGET. */
+#define KEL_JSON_PATCH_BUDGET_FACTOR 100
+
+/** Applies a JSON Patch (RFC 6902) to @p doc, in place and all or nothing.
+ *
+ * @param doc the document to change (not NULL). It stays the caller's node: no
+ *   reference is taken and the node itself is never replaced. An operation
+ *   whose path is "" (the whole document) therefore needs a document and a
+ *   value that are both objects or both arrays; the value's members then
+ *   move into doc. Any other kind fails with KEL_JSON_TYPE_INVALID and
+ *   "Patch operation %P: the whole document (%s) can only be replaced by an
+ *   object or array of the same type, not %s". doc may be a member of a
+ *   larger tree; paths are read from doc.
+ * @param patch an array of operation objects (not NULL; read only, no reference
+ *   taken). Values are copied into doc, never shared with the patch.
+ *   Members other than "op", "path", "from" and "value" are ignored.
+ * @param error error slot (may be NULL).
+ *
+ * Operations are applied in order: "add", "remove", "replace", "move",
+ * "copy" and "test". Paths ("path", "from") follow RFC 6901 strictly: empty,
+ * or "/"-separated tokens with "~0" and "~1" as the only escapes (no
+ * leading "#", no percent-decoding); an array index is "0" or decimal digits
+ * without a leading zero or sign; "-" names the end of an array only as the
+ * last token of the path of "add", "move" or "copy". "test" compares with
+ * deep equality (kel_json_subset with KEL_JSON_SUBSET_EQUAL): member order
+ * does not matter and numbers compare by value, so 1 equals 1.0. A $ref
+ * value in doc is an ordinary value here: it is never followed.
+ *
+ * @return TRUE when every operation succeeded. On any failure doc is
+ * exactly as before the call (the same nodes, values and member order:
+ * changes are recorded and undone), FALSE is returned and one error is
+ * pushed. Every message but the argument failures names the failing
+ * operation by its pointer in patch ("/2" for the third operation; the
+ * patch itself when it is not an array):
+ * - doc or patch NULL: KEL_JSON_ARG_INVALID,
+ *   "kel_json_patch_apply: argument check failed: doc" (or "patch").
+ * - patch not an array, an operation not an object: KEL_JSON_TYPE_INVALID,
+ *   "kel_json_patch_apply: invalid JSON type for %P: expected array, got %s"
+ *   (or "expected object").
+ * - malformed operation, KEL_JSON_ARG_INVALID: "Patch operation %P: missing
+ *   member %s", "Patch operation %P: member %s is not a string",
+ *   "Patch operation %P: unknown operation %s".
+ * - a path or from that is not a valid pointer, or a token that is not an
+ *   index where an array is met: KEL_JSON_POINTER_INVALID,
+ *   "Patch operation %P: %s \"%s\" is not a valid JSON pointer: %s"
+ *   (member name, pointer text, reason).
+ * - a place that does not exist: "Patch operation %P: %s \"%s\" does not
+ *   exist: " followed by "JSON object %P does not have key %s"
+ *   (KEL_JSON_KEY_INVALID), "index %s is out of bounds for JSON array %P"
+ *   (KEL_JSON_INDEX_INVALID) or "%P is of type %s" (a scalar or reference
+ *   on the way, KEL_JSON_TYPE_INVALID).
+ * - a failed test: KEL_JSON_ARG_INVALID, "Patch operation %P: test failed:
+ *   the value at \"%s\" is not equal to the expected value" (the code that
+ *   kel_json_union uses for unequal values).
+ * - a move into its own child: KEL_JSON_ARG_INVALID, "Patch operation %P:
+ *   cannot move \"%s\" into its own child \"%s\""; removing the path "":
+ *   KEL_JSON_ARG_INVALID, "Patch operation %P: cannot remove the whole
+ *   document".
+ * - the copy budget above, the whole-document rule above.
+ * Each operation costs time linear in its path, its value and, for arrays,
+ * the array's length. */
+KEL_API gboolean kel_json_patch_apply(KelJson *doc, KelJson *patch, KelError **error);
+
+/** Applies a JSON Merge Patch (RFC 7386) and returns the result as a new
+ * document: an object patch merges into an object target member by member
+ * (recursively for object members; a null member removes the name, any
+ * other value replaces it); an object patch on any other target starts from
+ * an empty object; a patch that is not an object is the result (a copy).
+ *
+ * The result is a new tree rather than target changed in place because
+ * its kind can differ from target's (a non-object patch, or an object patch
+ * on an array), which an in-place change of the caller's node could not
+ * express; as with kel_json_union, the operands stay untouched.
+ *
+ * @param target the document to patch (not NULL; read only, no reference taken).
+ * @param patch the merge patch (not NULL; read only, no reference taken).
+ * @param error error slot (may be NULL).
+ *
+ * @return a new value (count 0, no parent) made of copies, sharing nothing
+ * with target or patch, which the caller releases with kel_json_unref; or
+ * NULL when target or patch is NULL (KEL_JSON_ARG_INVALID,
+ * "kel_json_merge_patch: argument check failed: target" or "patch"). Time
+ * and memory are linear in the sizes of target and patch. */
+KEL_API KelJson *kel_json_merge_patch(KelJson *target, KelJson *patch, KelError **error) G_GNUC_WARN_UNUSED_RESULT;
 
 #ifdef __cplusplus
 }

@@ -226,9 +226,11 @@ KEL_API void *kel_aligned_alloc(guint64 alignment, guint64 size) G_GNUC_WARN_UNU
  *  @param ptr the block (may be NULL). */
 KEL_API void kel_aligned_free(void *ptr);
 /**
- * Removes a directory and everything in it. Symbolic links are removed, not
- * followed. The first failure stops the removal; what was removed stays
- * removed.
+ * Removes a directory and everything in it. Symbolic links inside are
+ * removed, never followed; a @p path that names a link fails as "Not a
+ * directory". The first failure stops the removal; what was removed stays
+ * removed. Each level of the tree holds one open descriptor, so the
+ * process's descriptor limit bounds the depth.
  * @param path  the directory; NULL warns and gives FALSE.
  * @param error GLib error slot (may be NULL): G_FILE_ERROR codes, with
  *              "Error removing \"%s\": %s" for a failed removal.

@@ -1,19 +1,21 @@
 // Aligned allocation, recursive directory removal and the process id.
-//
-// These helpers serve the library's callers; nothing else in the library uses
-// them. The directory functions report through GLib's own GError in the file
-// error domain, like the GLib calls they wrap, not through KelError.
+// These serve the library's callers; nothing else in the library uses them.
+// The directory functions report through GLib's GError in the file error
+// domain, like the GLib calls they wrap, not through KelError.
+#include <dirent.h>
+#include <fcntl.h>
+#include <glib/gstdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
-#include <unistd.h>
-
-#include <glib/gstdio.h>
+#include <memory>
+#include <string_view>
 
 #include "kel_internal.h"
 
-// The fatal message names this unit by a fixed relative name: __FILE__ would
-// be the absolute build path, which differs from one checkout to the next.
-// __LINE__ is expanded where the macro is used.
+// The fatal message names this unit by a fixed relative name (__FILE__ is
+// the absolute build path); __LINE__ is expanded where the macro is used.
 #define KEL_ALLOC_WHERE "src/kel_aligned_alloc_common.cpp:" G_STRINGIFY(__LINE__)
 
 extern "C" {
@@ -23,9 +25,7 @@ void *kel_aligned_alloc(guint64 alignment, guint64 size)
     void *block = kel_try_aligned_alloc(alignment, size);
     if (G_LIKELY(block != nullptr))
         return block;
-    // Allocation failure ends the process, as GLib's allocator does. The
-    // message names this line, and callers match it: the call below must
-    // stay on line 29 of this file.
+    // Ends the process like GLib's allocator; callers match line 29: keep it.
     g_error("%s: failed to allocate %lu bytes with %lu alignment", KEL_ALLOC_WHERE, size, alignment);
 }
 
@@ -64,22 +64,79 @@ void set_removal_error(GError **error, const char *name, int saved_errno) noexce
                 "Error removing \"%s\": %s", name, g_strerror(saved_errno));
 }
 
-// A symbolic link counts as a plain entry even when it points at a
-// directory: the link is unlinked and its target never entered, so removal
-// cannot leave the tree it was asked to remove. G_FILE_TEST_IS_DIR follows
-// links, hence the link test first.
-bool is_real_directory(const char *name) noexcept
+// The same code and text as a failing g_dir_open, which callers already see
+// for a path that is not a directory.
+void set_open_error(GError **error, const char *name, int saved_errno) noexcept
 {
-    return !g_file_test(name, G_FILE_TEST_IS_SYMLINK) && g_file_test(name, G_FILE_TEST_IS_DIR);
+    g_autofree char *utf8 = g_filename_to_utf8(name, -1, nullptr, nullptr, nullptr);
+    g_set_error(error, G_FILE_ERROR, g_file_error_from_errno(saved_errno),
+                "Error opening directory \u201c%s\u201d: %s", utf8 ? utf8 : "(null)", g_strerror(saved_errno));
 }
 
-bool remove_entry(const char *name, GError **error) noexcept
+struct DirCloser {
+    void operator()(DIR *dir) const noexcept { closedir(dir); }
+};
+using DirHandle = std::unique_ptr<DIR, DirCloser>;
+
+// The walk goes by directory descriptors, never by path: each directory is
+// opened relative to its parent's descriptor with O_NOFOLLOW, and entries are
+// removed relative to it. Whoever swaps an entry for a symbolic link, at any
+// moment, makes the open or the removal fail; the link is never followed, so
+// removal cannot reach outside the tree. Full names are built only for the
+// messages.
+DirHandle open_dir_at(int parent, const char *name, const char *full, GError **error) noexcept
 {
-    if (is_real_directory(name))
-        return kel_rm_dir(name, error);
-    if (g_unlink(name) != 0) {
-        set_removal_error(error, name, errno);
+    int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    DIR *dir = fd >= 0 ? fdopendir(fd) : nullptr;
+    if (dir == nullptr) {
+        int saved_errno = errno;
+        if (fd >= 0)
+            close(fd);
+        set_open_error(error, full, saved_errno);
+    }
+    return DirHandle(dir);
+}
+
+bool empty_open_dir(DIR *dir, const char *path, GError **error) noexcept;
+
+// A symbolic link is a plain entry even when it points at a directory: the
+// link is unlinked and its target never entered.
+bool is_directory_at(int parent, const struct dirent *entry) noexcept
+{
+    if (entry->d_type != DT_UNKNOWN)
+        return entry->d_type == DT_DIR;
+    struct stat st;
+    return fstatat(parent, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool remove_entry_at(int parent, const struct dirent *entry, const char *path, GError **error) noexcept
+{
+    g_autofree char *full = g_build_filename(path, entry->d_name, nullptr);
+    int flags = 0;
+    if (is_directory_at(parent, entry)) {
+        DirHandle sub = open_dir_at(parent, entry->d_name, full, error);
+        if (!sub || !empty_open_dir(sub.get(), full, error))
+            return false;
+        flags = AT_REMOVEDIR;
+    }
+    if (unlinkat(parent, entry->d_name, flags) != 0) {
+        set_removal_error(error, full, errno);
         return false;
+    }
+    return true;
+}
+
+// Entries are removed while the directory is read; the reader is not
+// restarted. "." and ".." are skipped, as GLib's reader does.
+bool empty_open_dir(DIR *dir, const char *path, GError **error) noexcept
+{
+    int fd = dirfd(dir);
+    while (const struct dirent *entry = readdir(dir)) {
+        std::string_view name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        if (!remove_entry_at(fd, entry, path, error))
+            return false;  // the first failure stops everything
     }
     return true;
 }
@@ -88,23 +145,18 @@ bool remove_entry(const char *name, GError **error) noexcept
 
 extern "C" {
 
-// A NULL path is a caller bug; it warns instead of reaching GLib's own
-// check inside g_dir_open, whose text would name GLib's function.
+// A NULL path is a caller bug; it warns instead of failing an open of a
+// NULL name.
+//
+// The directory named by the caller is opened without following a final
+// symbolic link either: emptying a link's target is never what removing a
+// tree means.
 
 gboolean kel_empty_dir(const char *path, GError **error)
 {
     KEL_RETURN_VAL_IF_FAIL(path, FALSE);
-    g_autoptr(GDir) dir = g_dir_open(path, 0, error);
-    if (dir == nullptr)
-        return FALSE;
-    // Entries are removed while the directory is read; GLib's reader never
-    // yields "." or "..".
-    while (const char *entry = g_dir_read_name(dir)) {
-        g_autofree char *name = g_build_filename(path, entry, nullptr);
-        if (!remove_entry(name, error))
-            return FALSE;  // the first failure stops everything
-    }
-    return TRUE;
+    DirHandle dir = open_dir_at(AT_FDCWD, path, path, error);
+    return dir && empty_open_dir(dir.get(), path, error);
 }
 
 gboolean kel_rm_dir(const char *path, GError **error)

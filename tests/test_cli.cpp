@@ -492,4 +492,40 @@ TEST_F(Cli, ContainsAnswersWithItsExitStatus)
     EXPECT_TRUE(has(bad.err, "[KEL_JSON_PARSE_ERROR]"));
 }
 
+TEST_F(Cli, PatchAndMergePatchApplyTheRfcExamples)
+{
+    // FILE, PATCH, expected output (sorted, compact) of patch and merge-patch.
+    const std::tuple<const char *, const char *, const char *, const char *> cases[] = {
+        {"patch", R"({"foo":["bar","baz"]})", R"([{"op":"add","path":"/foo/1","value":"qux"}])", R"({"foo":["bar","qux","baz"]})"},
+        {"patch", R"({"foo":{"bar":"baz","waldo":"fred"},"qux":{"corge":"grault"}})", R"([{"op":"move","from":"/foo/waldo","path":"/qux/thud"}])",
+         R"({"foo":{"bar":"baz"},"qux":{"corge":"grault","thud":"fred"}})"},
+        {"patch", R"({"foo":["bar"]})", R"([{"op":"add","path":"/foo/-","value":["abc","def"]}])", R"({"foo":["bar",["abc","def"]]})"},
+        {"merge-patch", R"({"a":{"b":"c"}})", R"({"a":{"b":"d","c":null}})", R"({"a":{"b":"d"}})"},
+        {"merge-patch", R"({"a":"b"})", R"(["c"])", R"(["c"])"},
+        {"merge-patch", R"([1,2])", R"({"a":"b","c":null})", R"({"a":"b"})"},
+    };
+    for (const auto &[cmd, doc, patch, expected] : cases) {
+        Result r = run({cmd, "--compact", "--sort", write("doc.json", doc), write("patch.json", patch)});
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out, std::string(expected) + "\n");
+    }
+    EXPECT_TRUE(has(run({"--help"}).out, "  merge-patch apply a JSON Merge Patch (RFC 7386)"));
+
+    // A failing patch names the operation, prints nothing and leaves -o's file
+    // (here the input itself) untouched; a repeated member makes the patch invalid.
+    std::string doc = write("doc.json", "{\"foo\": \"bar\"}\n");
+    Result missing = run({"patch", doc, write("p.json", R"([{"op":"add","path":"/x","value":1},{"op":"add","path":"/baz/bat","value":"qux"}])"), "-o", doc});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_EQ(missing.err, doc + ": error: cannot apply the patch " + path("p.json") + " [KEL_JSON_KEY_INVALID]\n" + doc +
+                               ": error: Patch operation \"/1\": path \"/baz/bat\" does not exist: JSON object \"\" does not have key baz "
+                               "[KEL_JSON_KEY_INVALID]\n");
+    EXPECT_EQ(slurp(doc), "{\"foo\": \"bar\"}\n");
+    Result twice = run({"patch", doc, write("dup.json", R"([{"op":"add","path":"/baz","value":"qux","op":"remove"}])")});
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_TRUE(has(twice.err, "duplicate key 'op' [KEL_JSON_PARSE_ERROR]")) << twice.err;
+    EXPECT_EQ(run({"patch", doc, write("ok.json", R"([{"op":"test","path":"/foo","value":"bar"}])"), "-o", doc}).status, 0);
+    EXPECT_EQ(slurp(doc), "{\n  \"foo\": \"bar\"\n}\n");
+}
+
 }  // namespace

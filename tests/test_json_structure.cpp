@@ -238,10 +238,47 @@ TEST(JsonSubset, ArrayFlagMatrix)
         {"[1, 2, 3]", "[1, 2, 3]", {1, 1, 1, 1, 1, 1}},   {"[]", "[1, 2, 3]", {1, 1, 1, 0, 1, 0}},
         {"[]", "[]", {1, 1, 1, 1, 1, 1}},                 {"[1, 2, 3]", "[1, 2]", {0, 0, 0, 0, 0, 0}},
         {"[2, 3]", "[1, 2, 2, 3]", {1, 1, 0, 0, 1, 0}},   {"[1.0, 2]", "[1, 2.0]", {1, 1, 1, 1, 1, 1}},
-        {"[1]", "{\"0\": 1}", {0, 0, 0, 0, 0, 0}}};
+        {"[1]", "{\"0\": 1}", {0, 0, 0, 0, 0, 0}},
+        {"[1, 1, 0, 1, 1, 1, 1]", "[1, 1.0, 0, 1, 1, 1, 0, 1, 1.0, 1, 1]", {1, 1, 0, 0, 1, 0}}};  // a run found after a partial one
     for (const auto &[a, b, expected] : rows)
         for (int f = 0; f < 6; f++)
             EXPECT_EQ(subset(a, b, flags[f]), expected[f]) << a << " in " << b << " flags " << flags[f];
+}
+
+// Runs of primitives are searched by class (equal numbers across kinds, NaN
+// equal only to itself, large integers against doubles one way only); the
+// answer must match element-by-element comparison at every offset.
+TEST(JsonSubset, RunSearchAgreesWithElementComparison)
+{
+    const double two60 = 1152921504606846976.0;
+    KelJson *nan = kel_json_double_new_base(NAN);
+    kel_json_ref(nan);  // kept alive across the borrowing arrays
+    KelJson *pool[] = {kel_json_i64_new_base(1), kel_json_double_new_base(1.0), kel_json_u64_new_base(1),
+                       kel_json_double_new_base(-0.0), kel_json_i64_new_base(0), kel_json_str_new_base("1", nullptr),
+                       kel_json_null_new_base(), kel_json_double_new_base(NAN), kel_json_i64_new_base(1LL << 60),
+                       kel_json_double_new_base(two60), kel_json_u128_new_base(KelUint128{1, 0}),
+                       kel_json_double_new_base(-1.0), kel_json_u64_new_base(G_MAXUINT64), kel_json_array_new_base(0, FALSE)};
+    GRand *rng = g_rand_new_with_seed(7);
+    for (int round = 0; round < 4000; round++) {
+        const int kinds = (int[]){4, 6, 8, 14}[round % 4];  // two or three classes (repeats), no large numbers, all
+        JsonRoot a(kel_json_array_new_base(0, TRUE)), b(kel_json_array_new_base(0, TRUE));  // may share the NaN
+        const int na = g_rand_int_range(rng, 2, 10), nb = g_rand_int_range(rng, 0, 20);
+        for (int i = 0; i < na + nb; i++) {
+            const int k = g_rand_int_range(rng, 0, kinds) % (i < na ? 13 : 14);
+            kel_json_array_push_base(i < na ? a : b, k == 7 && i % 3 == 0 ? nan : kel_json_copy(pool[k]), nullptr);
+        }
+        bool expected = false;
+        for (int s = 0; s + na <= nb && !expected; s++) {
+            expected = true;
+            for (int i = 0; i < na && expected; i++)
+                expected = kel_json_subset(at(a, i), at(b, s + i), 0);
+        }
+        ASSERT_EQ(kel_json_subset(a, b, KEL_JSON_SUBSET_ARRAY_RUN), expected) << dump(a) << " in " << dump(b);
+    }
+    g_rand_free(rng);
+    kel_json_unref(nan);
+    for (KelJson *v : pool)
+        kel_json_unref(v);
 }
 
 TEST(JsonArrayFind, NumbersAcrossKindsAndStrings)

@@ -188,7 +188,7 @@ TEST(PtrPut, NonStrictFillsGapsUpToTheLimit)
     ASSERT_TRUE(kel_json_ptr_put_base(other, "/a/0/1", three, TRUE, fill, nullptr));
     EXPECT_EQ(dump(other), R"({"a":[[null,3],[1]]})");
 
-    // Gaps above 2^20 copies are refused.
+    // Gaps that would create more than 2^20 values are refused.
     JsonRoot big(parse("{}")), elem(kel_json_i64_new_base(1));
     for (const auto &[ptr, strict, index] : {std::tuple<const char *, gboolean, const char *>{"/a/2147483647/b", FALSE, "2147483647"}, {"/a/1048577", TRUE, "1048577"}}) {
         err.clear();
@@ -199,6 +199,15 @@ TEST(PtrPut, NonStrictFillsGapsUpToTheLimit)
     ASSERT_TRUE(kel_json_ptr_put_base(big, "/a/1048576", elem, TRUE, fill, nullptr));
     EXPECT_EQ(kel_json_array_size(member(big, "a")), 1048577);
     EXPECT_EQ(pointer_of(elem), "/a/1048576");
+    // The bound counts values: a fill of 1024 values may fill 1024 places, not 1025.
+    JsonRoot wide(parse("[]")), sparse(parse("{}")), e4(kel_json_i64_new_base(4)), e5(kel_json_i64_new_base(5));
+    for (int i = 1; i < 1024; i++)
+        kel_json_array_push_base(wide, kel_json_null_new_base(), nullptr);
+    err.clear();
+    EXPECT_FALSE(kel_json_ptr_put_base(sparse, "/a/1025", e4, TRUE, wide, &err));
+    EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 1025 is out of bounds for JSON array \"/a\"");
+    ASSERT_TRUE(kel_json_ptr_put_base(sparse, "/a/1024", e5, TRUE, wide, nullptr));
+    EXPECT_EQ(kel_json_array_size(member(sparse, "a")), 1025);
 }
 
 TEST(PtrPutTyped, EveryKindLandsWhereThePointerSays)

@@ -1,9 +1,13 @@
 // Aligned allocation, directory removal (symbolic links included), the
 // process id and string arrays.
 #include <glib/gstdio.h>
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
+#include <cstdio>
+#include <thread>
 
 #include "test_util.h"
 
@@ -93,6 +97,8 @@ TEST(Dirs, RemoveAndEmptyTreesWithoutFollowingLinks)
     ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/link").c_str()), 0);
     ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "r/a/link").c_str()), 0);
     ASSERT_EQ(symlink("/nonexistent/target", (tmp / "r/dangling").c_str()), 0);
+    ASSERT_EQ(symlink((tmp / "outside").c_str(), (tmp / "top").c_str()), 0);
+    expect_dir_op(kel_empty_dir, tmp / "top", G_FILE_ERROR_NOTDIR);  // not even the path given is followed
     expect_dir_op(kel_rm_dir, tmp / "r", 0);
     EXPECT_FALSE(exists(tmp / "r"));
     EXPECT_TRUE(exists(tmp / "outside/precious") && exists(tmp / "outside/sub"));  // the links' target survives
@@ -123,6 +129,40 @@ TEST(Dirs, UnlinkFailureStopsRemoval)
     ASSERT_EQ(g_chmod((tmp / "locked").c_str(), 0500), 0);  // readable, not writable
     expect_dir_op(kel_rm_dir, tmp.path(), G_FILE_ERROR_ACCES, removal_message(tmp / "locked/stuck", EACCES));
     EXPECT_TRUE(exists(tmp / "locked/stuck"));
+}
+
+// While the tree is removed, a second thread keeps exchanging its
+// subdirectories with links, kept beside the tree, to a directory outside
+// it. Removal may fail, but it must never empty the links' target.
+TEST(Dirs, RemovalRacingLinkSwapsStaysInsideTree)
+{
+    constexpr int kPairs = 4;
+    TempDir tmp;
+    tmp.make({"outside/", "outside/sentinel"});
+    int failures = 0;
+    for (int i = 0; i < 100; i++) {
+        const std::string t = tmp / ("t" + std::to_string(i));
+        ASSERT_EQ(g_mkdir(t.c_str(), 0700), 0);
+        for (int k = 0; k < kPairs; k++) {
+            ASSERT_EQ(g_mkdir((t + "/s" + std::to_string(k)).c_str(), 0700), 0);
+            ASSERT_EQ(symlink((tmp / "outside").c_str(), (t + "l" + std::to_string(k)).c_str()), 0);
+        }
+        std::atomic<bool> stop{false};
+        std::thread swapper([&] {
+            for (unsigned n = 0; !stop.load(std::memory_order_relaxed); n++) {
+                const std::string k = std::to_string(n % kPairs);
+                renameat2(AT_FDCWD, (t + "/s" + k).c_str(), AT_FDCWD, (t + "l" + k).c_str(), RENAME_EXCHANGE);
+            }
+        });
+        GError *error = nullptr;
+        failures += !kel_rm_dir(t.c_str(), &error);
+        stop = true;
+        swapper.join();
+        EXPECT_TRUE(error == nullptr || error->domain == G_FILE_ERROR);
+        g_clear_error(&error);
+        ASSERT_TRUE(exists(tmp / "outside/sentinel")) << "iteration " << i;
+    }
+    RecordProperty("failed_removals", failures);
 }
 
 TEST(Process, GetPid) { EXPECT_EQ(kel_getpid(), static_cast<gint32>(getpid())); }

@@ -4,18 +4,42 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "kel_internal.h"
 
 namespace {
 
-// The largest gap that a non-strict put (or a put with a fill value) fills
-// with copies. A pointer is short text, but an index in it can be as large as
-// 2^31 - 1: filling up to there would make two billion copies and exhaust
-// memory. A position further than this past the end of the array is refused
-// with the usual out-of-bounds error. A million copies of even a small fill
-// is far beyond any sensible sparse write, yet cheap enough to allow.
-constexpr gint64 kMaxFillGap = 1 << 20;
+// A pointer is short text, but an index in it can be as large as 2^31 - 1,
+// and a fill can be a large tree: a gap filled with copies could make
+// billions of values from a few bytes. What a put may create is counted in
+// values (the gap times the fill's values) and refused past
+// KEL_JSON_PUT_FILL_MAX_VALUES with the usual out-of-bounds error.
+constexpr gint64 kMaxFillValues = KEL_JSON_PUT_FILL_MAX_VALUES;
+
+// The number of values in `json`, counted up to `limit` + 1 at most, so a
+// huge fill costs no more to measure than the bound allows to copy.
+gint64 count_values(KelJson *json, gint64 limit)
+{
+    std::vector<KelJson *> pending{json};
+    gint64 count = 0;
+    while (!pending.empty() && count <= limit) {
+        KelJson *node = pending.back();
+        pending.pop_back();
+        count++;
+        if (node->type == KEL_JSON_ARRAY) {
+            for (guint i = 0; i < node->array->len; i++)
+                pending.push_back(static_cast<KelJson *>(g_ptr_array_index(node->array, i)));
+        } else if (node->type == KEL_JSON_OBJECT) {
+            GHashTableIter it;
+            gpointer value;
+            g_hash_table_iter_init(&it, node->obj);
+            while (g_hash_table_iter_next(&it, nullptr, &value))
+                pending.push_back(static_cast<KelJson *>(value));
+        }
+    }
+    return count;
+}
 
 enum class TokenClass { None, Index, Key, Append };
 
@@ -196,11 +220,15 @@ struct PutWalk {
     KelError **error;
     KelJson *first_created = nullptr;  // the outermost container this call made
 
-    // A gap past the end that filling would have to cover beyond the bound.
-    bool gap_too_large(KelJson *array, gint32 index) const
+    // A gap past the end whose copies of `fill` (nullptr: a new, empty
+    // container) would be more values than the bound.
+    bool gap_too_large(KelJson *array, gint32 index, KelJson *fill) const
     {
         gint64 gap = static_cast<gint64>(index) - static_cast<gint64>(array->array->len);
-        if (gap <= kMaxFillGap)
+        if (gap <= 0)
+            return false;
+        const gint64 per_copy = fill != nullptr ? count_values(fill, kMaxFillValues / gap) : 1;
+        if (gap * per_copy <= kMaxFillValues)
             return false;
         kel_json_set_error(error, KEL_JSON_INDEX_INVALID, "Index %d is out of bounds for JSON array %P",
                            index, array);
@@ -237,7 +265,7 @@ struct PutWalk {
                     return true;
                 }
             }
-            if (pending.cls == TokenClass::Index && !strict && gap_too_large(container, pending.index))
+            if (pending.cls == TokenClass::Index && !strict && gap_too_large(container, pending.index, nullptr))
                 return false;
             made = new_container(next);
             if (pending.cls == TokenClass::Append)
@@ -280,7 +308,7 @@ struct PutWalk {
                 return kel_json_array_push_base(container, elem, error);
             }
             if (pending.cls == TokenClass::Index) {
-                if (fill != nullptr && gap_too_large(container, pending.index))
+                if (fill != nullptr && gap_too_large(container, pending.index, fill))
                     return FALSE;
                 return kel_json_array_put_ext(container, pending.index, elem, fill, error);
             }

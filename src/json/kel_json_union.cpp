@@ -5,7 +5,11 @@
 // the call stack, so documents nested far deeper than the parser accepts
 // (chains built through the API, a million levels and more) are compared and
 // merged without a depth limit and without running out of stack.
+#include <cmath>
 #include <cstring>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "kel_internal.h"
@@ -126,6 +130,138 @@ Verdict scalar_verdict(const KelJson *a, const KelJson *b) noexcept
     }
 }
 
+// ---- Contiguous run search --------------------------------------------------
+//
+// Looking for a run of a's elements anywhere in b offset by offset costs na
+// comparisons per offset, na * nb in all ([1,1,...,1,2] against a long run
+// of 1s). When every element of a is a primitive, each element is given a
+// class instead, such that two elements compare true exactly when their
+// classes are equal, and the run is found by Knuth-Morris-Pratt over the
+// classes in O(na + nb), at the same first offset.
+//
+// The classes follow scalar_verdict. Integral numbers up to 2^53 in
+// magnitude compare true across every kind that holds them, so they share
+// one class by value; other doubles are classed by value among doubles, and
+// larger integers by value among the integer kinds. The one pairing that is
+// not symmetric, an integer kind beyond 2^53 against an equal double (true
+// only with the integer on the left), cannot be expressed by classes: when
+// the arrays hold both, the search is left to the offset-by-offset walk. So
+// is a pattern holding containers.
+
+constexpr double kTwo53 = 9007199254740992.0;
+
+// Appends a sign and 128-bit magnitude.
+void put_magnitude(std::string &key, bool negative, guint64 hi, guint64 lo)
+{
+    key += negative ? '-' : '+';
+    key.append(reinterpret_cast<const char *>(&hi), sizeof hi);
+    key.append(reinterpret_cast<const char *>(&lo), sizeof lo);
+}
+
+guint64 magnitude_of(gint64 v) noexcept
+{
+    return v < 0 ? 0 - static_cast<guint64>(v) : static_cast<guint64>(v);
+}
+
+// The class text of a primitive. `mixed` collects which large numbers were
+// seen: 1 for an integer kind beyond 2^53, 2 for an integral double beyond.
+std::string class_of(const KelJson *v, unsigned *mixed)
+{
+    std::string key(1, 'k');
+    switch (v->type) {
+    case KEL_JSON_STRING:
+        return key.assign(1, 's').append(v->str);
+    case KEL_JSON_JREF:
+        return key.assign(1, 'r').append(v->uri);
+    case KEL_JSON_INT64:
+    case KEL_JSON_UINT64:
+    case KEL_JSON_UINT128: {
+        const bool negative = v->type == KEL_JSON_INT64 && v->i64 < 0;
+        const guint64 hi = v->type == KEL_JSON_UINT128 ? v->u128.hi : 0;
+        const guint64 lo = v->type == KEL_JSON_INT64    ? magnitude_of(v->i64)
+                           : v->type == KEL_JSON_UINT64 ? v->u64
+                                                        : v->u128.lo;
+        const bool small = hi == 0 && lo <= static_cast<guint64>(kTwo53);
+        if (!small)
+            *mixed |= 1;
+        key[0] = small ? 'i' : 'I';
+        put_magnitude(key, negative, hi, lo);
+        return key;
+    }
+    case KEL_JSON_DOUBLE: {
+        const double d = v->d;
+        if (std::isnan(d)) {
+            // NaN equals nothing but the very same node.
+            key[0] = 'n';
+            return key.append(reinterpret_cast<const char *>(&v), sizeof v);
+        }
+        if (std::trunc(d) == d && std::fabs(d) <= kTwo53) {
+            key[0] = 'i';
+            put_magnitude(key, d < 0, 0, static_cast<guint64>(std::fabs(d)));
+            return key;
+        }
+        if (std::trunc(d) == d && std::fabs(d) < 18446744073709551616.0)
+            *mixed |= 2;
+        key[0] = 'd';
+        return key.append(reinterpret_cast<const char *>(&d), sizeof d);
+    }
+    default:  // null, true, false and unknown kinds: the kind alone
+        return key.append(reinterpret_cast<const char *>(&v->type), sizeof v->type);
+    }
+}
+
+struct KeyedHash {
+    std::size_t operator()(const std::string &key) const noexcept
+    {
+        return kel::json_hash_bytes(key.data(), key.size());  // keyed: inputs cannot aim at buckets
+    }
+};
+
+// The first offset of a's elements as a contiguous run of b's, as a
+// verdict; kPending when the classes cannot decide (see above).
+Verdict find_run(const KelJson *a, const KelJson *b)
+{
+    const int na = length_of(a);
+    const int nb = length_of(b);
+    std::unordered_map<std::string, int, KeyedHash> classes;
+    std::vector<int> pattern(na);
+    unsigned mixed = 0;
+    for (int i = 0; i < na; i++) {
+        const KelJson *x = element(a, i);
+        if (is_container(x))
+            return Verdict::kPending;
+        pattern[i] = classes.emplace(class_of(x, &mixed), static_cast<int>(classes.size())).first->second;
+    }
+    // fail[i]: the length of the longest proper border of pattern[0..i].
+    std::vector<int> fail(na, 0);
+    for (int i = 1, k = 0; i < na; i++) {
+        while (k > 0 && pattern[i] != pattern[k])
+            k = fail[k - 1];
+        if (pattern[i] == pattern[k])
+            k++;
+        fail[i] = k;
+    }
+    int matched = 0;
+    for (int j = 0; j < nb; j++) {
+        const KelJson *y = element(b, j);
+        int c = -1;  // a container, or a class not in a: matches nothing
+        if (!is_container(y)) {
+            auto it = classes.find(class_of(y, &mixed));
+            if (it != classes.end())
+                c = it->second;
+        }
+        if (mixed == 3)
+            return Verdict::kPending;
+        while (matched > 0 && pattern[matched] != c)
+            matched = fail[matched - 1];
+        if (pattern[matched] == c)
+            matched++;
+        if (matched == na)
+            return Verdict::kTrue;
+    }
+    return Verdict::kFalse;
+}
+
 // Decides a comparison that needs no walk, or pushes a frame for it.
 Verdict SubsetWalk::open(KelJson *a, KelJson *b)
 {
@@ -176,6 +312,11 @@ Verdict SubsetWalk::open_array(KelJson *a, KelJson *b)
         if (na > nb)
             return Verdict::kFalse;
         frame.kind = SubsetFrame::kRun;
+        if (na > 1 && !flag(KEL_JSON_SUBSET_ARRAY_RUN | KEL_JSON_SUBSET_ARRAY_PREFIX)) {
+            const Verdict found = find_run(a, b);
+            if (found != Verdict::kPending)
+                return found;
+        }
     }
     if (na == 0)
         return Verdict::kTrue;

@@ -22,7 +22,7 @@ struct Command {
 
 // check, fmt, get, set, expand: one document in.
 std::vector<Command> document_commands();
-// merge, contains: two documents in.
+// merge, contains, patch, merge-patch: two documents in.
 std::vector<Command> pair_commands();
 
 }  // namespace kj

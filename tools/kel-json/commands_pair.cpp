@@ -1,4 +1,5 @@
-// Subcommands that compare or combine two documents: merge, contains.
+// Subcommands that compare or combine two documents: merge, contains, and
+// the two kinds of patch.
 #include <string>
 
 #include "commands.h"
@@ -15,7 +16,8 @@ struct Pair {
     JsonPtr right;
 };
 
-bool load_pair(const Args &args, Pair &pair)
+// right_flags: load flags for the right operand on top of the common ones.
+bool load_pair(const Args &args, Pair &pair, int right_flags = 0)
 {
     const std::string &left = args.operands()[0];
     const std::string &right = args.operands()[1];
@@ -25,7 +27,7 @@ bool load_pair(const Args &args, Pair &pair)
         print_errors(display_name(left), err.head());
         return false;
     }
-    pair.right = load_document(right, load_flags(args), err.slot());
+    pair.right = load_document(right, load_flags(args) | right_flags, err.slot());
     if (!pair.right) {
         print_errors(display_name(right), err.head());
         return false;
@@ -94,6 +96,39 @@ int run_contains(const Args &args)
     return kel_json_subset(pair.left.get(), pair.right.get(), flags) ? kExitOk : kExitFailed;
 }
 
+// ---- patch, merge-patch ------------------------------------------------------------
+
+int run_patch(const Args &args)
+{
+    // An operation that names a member twice ("op" given twice) is ambiguous,
+    // and the library only ever sees the last one: the patch file is always
+    // read with duplicates refused.
+    Pair pair;
+    if (!load_pair(args, pair, KEL_JSON_LOAD_REJECT_DUPLICATES))
+        return kExitFailed;
+    ErrorChain err;
+    if (!kel_json_patch_apply(pair.left.get(), pair.right.get(), err.slot())) {
+        push_context(err.slot(), "cannot apply the patch " + display_name(args.operands()[1]));
+        print_errors(display_name(args.operands()[0]), err.head());
+        return kExitFailed;
+    }
+    return print_document(pair.left.get(), args);
+}
+
+int run_merge_patch(const Args &args)
+{
+    Pair pair;
+    if (!load_pair(args, pair))
+        return kExitFailed;
+    ErrorChain err;
+    JsonPtr result(kel_json_merge_patch(pair.left.get(), pair.right.get(), err.slot()));
+    if (!result) {
+        print_errors(kProgram, err.head());
+        return kExitFailed;
+    }
+    return print_document(result.get(), args);
+}
+
 }  // namespace
 
 std::vector<Command> pair_commands()
@@ -125,6 +160,19 @@ std::vector<Command> pair_commands()
              {"same-size", 0, nullptr, "objects: both must have the same number of members"},
          },
          false, 2, 2, run_contains},
+        {"patch", "FILE PATCH", "apply a JSON Patch (RFC 6902) and print the result",
+         "Applies the operations of PATCH (an array of add, remove, replace, move, copy\n"
+         "and test operations) to FILE in order and prints the result. Paths are strict\n"
+         "JSON pointers (no \"#\"; \"-\" only to append). When an operation fails, nothing\n"
+         "is printed or written and the error names the operation (\"/2\" for the\n"
+         "third) and its path; the exit status is 1. A member repeated in one\n"
+         "operation makes PATCH invalid.",
+         {}, true, 2, 2, run_patch},
+        {"merge-patch", "FILE PATCH", "apply a JSON Merge Patch (RFC 7386) and print the result",
+         "Merges the object PATCH into FILE member by member, recursively: a null\n"
+         "member removes the name, any other value replaces it. A PATCH that is not an\n"
+         "object replaces the whole document.",
+         {}, true, 2, 2, run_merge_patch},
     };
 }
 

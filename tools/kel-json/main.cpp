@@ -1,4 +1,4 @@
-// kel-json: validate, format, query, edit, expand, merge and compare JSON
+// kel-json: validate, format, query, edit, expand, merge, patch and compare JSON
 // documents with libkel.
 #include <algorithm>
 #include <csignal>
@@ -42,12 +42,12 @@ std::vector<OptionSpec> option_specs(const Command &cmd)
 void print_program_help(const std::vector<Command> &commands)
 {
     std::printf("Usage: %s COMMAND [options] [operands]\n\n"
-                "Validates, formats, queries, edits, expands, merges and compares JSON\n"
-                "documents. FILE may be \"-\" for standard input.\n\n"
+                "Validates, formats, queries, edits, expands, merges, patches and compares\n"
+                "JSON documents. FILE may be \"-\" for standard input.\n\n"
                 "Commands:\n",
                 kProgram);
     for (const Command &c : commands)
-        std::printf("  %-9s %s\n", c.name, c.summary);
+        std::printf("  %-11s %s\n", c.name, c.summary);
     std::printf("\nRun '%s COMMAND --help' for the options of a command.\n"
                 "Exit status: 0 success, 1 failure (invalid input, missing path...), 2 usage "
                 "error.\n",
