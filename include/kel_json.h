@@ -7,7 +7,8 @@
  *
  * @par Ownership
  * - A new value (every constructor, kel_json_copy(), kel_json_loads(), a
- *   non-in-place kel_json_union()) has a reference count of 0 and no parent;
+ *   non-in-place kel_json_union(), kel_json_merge_patch()) has a reference
+ *   count of 0 and no parent;
  *   its creator owns it. One kel_json_unref() frees it. Because the count is
  *   0, kel_json_ref() followed by kel_json_unref() also frees it.
  * - Putting a value into an owning object or array (the `put` and `push`
