@@ -362,9 +362,13 @@ enum {
     KEL_JSON_DUMP_U128_STR = 2,
     KEL_JSON_DUMP_SORTED = 4,
     KEL_JSON_DUMP_PRETTY = 8,
-    /* Doubles in the shortest text that reads back to the same double,
-     * always with '.', and written as a double ("1.0"); NaN and infinities
-     * make the dump fail. Without it doubles are written with "%f". */
+    /* Doubles in the shortest text that reads back to the same double
+     * (bit for bit, subnormals and -0.0 included), written as a double
+     * ("1.0"). This is the lossless choice. Without it doubles are written
+     * as C's "%f" (six decimals: 1e-7 becomes 0.000000). Either way the
+     * decimal point is '.' whatever the locale, and a NaN or an infinity
+     * makes the dump fail (FALSE, partial output) since JSON cannot
+     * spell them. */
     KEL_JSON_DUMP_REAL_ROUNDTRIP = 256
 };
 
