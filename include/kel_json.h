@@ -61,6 +61,12 @@ KEL_API KelJson *kel_json_i64_new_base(gint64 value);
 KEL_API KelJson *kel_json_u64_new_base(guint64 value);
 KEL_API KelJson *kel_json_u128_new_base(KelUint128 value);
 KEL_API KelJson *kel_json_double_new_base(double value);
+/* New string node (count 0, caller owns it; free with kel_json_unref) holding
+ * a copy of the first `len` bytes of `value` (not NULL; need not be
+ * NUL-terminated). Fails with NULL and KEL_JSON_ARG_INVALID when `value` is
+ * NULL, when those bytes contain a NUL byte ("kel_json_str_new_len_base:
+ * string contains a NUL byte at offset N": nothing is cut), or when they are
+ * not valid UTF-8. kel_json_obj_put_str_len_base refuses the same texts. */
 KEL_API KelJson *kel_json_str_new_len_base(const char *value, gsize len, KelError **error);
 KEL_API KelJson *kel_json_str_new_base(const char *value, KelError **error);
 KEL_API KelJson *kel_json_jref_new_base(const char *uri, KelError **error);
