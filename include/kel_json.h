@@ -263,7 +263,11 @@ KEL_API void lex_init(KelJsonLexer *lex, KelJsonLexGetFunc get, void *data, KelE
 
 enum {
     KEL_JSON_LOAD_ALLOW_TRAILING = 1,
-    KEL_JSON_LOAD_REJECT_DUPLICATES = 2
+    KEL_JSON_LOAD_REJECT_DUPLICATES = 2,
+    /* Keep objects whose only member is "$ref" with a string value as plain
+     * objects (for documents such as JSON Schemas, where "$ref" is data).
+     * Without it each becomes a reference value. */
+    KEL_JSON_LOAD_KEEP_REFS = 4
 };
 
 /* Deepest nesting of arrays and objects that the loaders accept. A deeper
@@ -397,6 +401,12 @@ KEL_API gboolean kel_json_fdump(KelJson *root, FILE *out, guint32 flags, gint32 
 
 /* ---- References --------------------------------------------------------- */
 
+/* The value that the reference `json` names (borrowed; may itself be a
+ * reference), its URI read as a JSON pointer from the top of its document;
+ * NULL with an error otherwise. A URI that names another document (one with
+ * a scheme such as "http:", or text before its "#") fails with
+ * KEL_JSON_FEATURE_UNSUPPORTED "external references are not supported: URI";
+ * so do deref and expand, which resolve through this function. */
 KEL_API KelJson *kel_json_jref_resolve_base(KelJson *json, KelError **error);
 KEL_API KelJson *kel_json_jref_deref_base(KelJson *json, KelError **error);
 KEL_API gboolean kel_json_jref_expand(KelJson *root, KelError **error);
