@@ -1,15 +1,20 @@
 # libkel: `make demo` and `make check` set up a fresh Debian machine and build.
 BUILD      ?= build
+DEMO_BUILD ?= build-demo
 ASAN_BUILD ?= build-asan
 TSAN_BUILD ?= build-tsan
 FUZZ_SECONDS ?= 30
 JOBS       ?= $(shell nproc)
 SUDO       := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-# Debian packages the build and the test suite need.
-PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev clang libclang-rt-14-dev
+# Debian packages the library and kel-json need to build; the test suite
+# adds GoogleTest, clang for the fuzzers and the locale sources (a test
+# generates a comma-decimal locale with localedef).
+BUILD_PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev
+TEST_PACKAGES  := libgtest-dev clang libclang-rt-14-dev locales
+PACKAGES       := $(BUILD_PACKAGES) $(TEST_PACKAGES)
 
-.PHONY: all deps build build-asan build-tsan check fuzz demo clean
+.PHONY: all deps demo-deps build build-asan build-tsan check fuzz demo clean
 
 all: build
 
@@ -26,6 +31,9 @@ endef
 
 deps:
 	$(call install-missing,$(PACKAGES))
+
+demo-deps:
+	$(call install-missing,$(BUILD_PACKAGES))
 
 $(BUILD)/build.ninja:
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -60,9 +68,15 @@ check: build build-asan build-tsan
 fuzz: deps
 	FUZZ_SECONDS=$(FUZZ_SECONDS) fuzz/run.sh
 
-# Runs kel-demo and kel-json on the documents under examples/, echoing each command.
-demo: build
-	@sh examples/demo.sh $(BUILD)
+# Runs kel-demo and kel-json on the documents under examples/, echoing each
+# command. A build of its own without the tests, so that it needs only the
+# build packages.
+$(DEMO_BUILD)/build.ninja:
+	cmake -S . -B $(DEMO_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEL_BUILD_TESTS=OFF
+
+demo: demo-deps $(DEMO_BUILD)/build.ninja
+	cmake --build $(DEMO_BUILD) -j $(JOBS)
+	@sh examples/demo.sh $(DEMO_BUILD)
 
 # `make bench`: libkel against jansson, json-c, json-glib, cJSON and RapidJSON
 # on ../shared/corpus
@@ -94,4 +108,4 @@ profile: profile-deps $(BENCH_BUILD)/build.ninja
 	bench/profile.sh $(BENCH_BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) build-fuzz
+	rm -rf $(BUILD) $(DEMO_BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) build-fuzz

@@ -61,6 +61,12 @@ KEL_API KelJson *kel_json_i64_new_base(gint64 value);
 KEL_API KelJson *kel_json_u64_new_base(guint64 value);
 KEL_API KelJson *kel_json_u128_new_base(KelUint128 value);
 KEL_API KelJson *kel_json_double_new_base(double value);
+/* New string node (count 0, caller owns it; free with kel_json_unref) holding
+ * a copy of the first `len` bytes of `value` (not NULL; need not be
+ * NUL-terminated). Fails with NULL and KEL_JSON_ARG_INVALID when `value` is
+ * NULL, when those bytes contain a NUL byte ("kel_json_str_new_len_base:
+ * string contains a NUL byte at offset N": nothing is cut), or when they are
+ * not valid UTF-8. kel_json_obj_put_str_len_base refuses the same texts. */
 KEL_API KelJson *kel_json_str_new_len_base(const char *value, gsize len, KelError **error);
 KEL_API KelJson *kel_json_str_new_base(const char *value, KelError **error);
 KEL_API KelJson *kel_json_jref_new_base(const char *uri, KelError **error);
@@ -257,7 +263,11 @@ KEL_API void lex_init(KelJsonLexer *lex, KelJsonLexGetFunc get, void *data, KelE
 
 enum {
     KEL_JSON_LOAD_ALLOW_TRAILING = 1,
-    KEL_JSON_LOAD_REJECT_DUPLICATES = 2
+    KEL_JSON_LOAD_REJECT_DUPLICATES = 2,
+    /* Keep objects whose only member is "$ref" with a string value as plain
+     * objects (for documents such as JSON Schemas, where "$ref" is data).
+     * Without it each becomes a reference value. */
+    KEL_JSON_LOAD_KEEP_REFS = 4
 };
 
 /* Deepest nesting of arrays and objects that the loaders accept. A deeper
@@ -370,9 +380,13 @@ enum {
     KEL_JSON_DUMP_U128_STR = 2,
     KEL_JSON_DUMP_SORTED = 4,
     KEL_JSON_DUMP_PRETTY = 8,
-    /* Doubles in the shortest text that reads back to the same double,
-     * always with '.', and written as a double ("1.0"); NaN and infinities
-     * make the dump fail. Without it doubles are written with "%f". */
+    /* Doubles in the shortest text that reads back to the same double
+     * (bit for bit, subnormals and -0.0 included), written as a double
+     * ("1.0"). This is the lossless choice. Without it doubles are written
+     * as C's "%f" (six decimals: 1e-7 becomes 0.000000). Either way the
+     * decimal point is '.' whatever the locale, and a NaN or an infinity
+     * makes the dump fail (FALSE, partial output) since JSON cannot
+     * spell them. */
     KEL_JSON_DUMP_REAL_ROUNDTRIP = 256
 };
 
@@ -395,6 +409,12 @@ KEL_API gboolean kel_json_fdump(KelJson *root, FILE *out, guint32 flags, gint32 
 
 /* ---- References --------------------------------------------------------- */
 
+/* The value that the reference `json` names (borrowed; may itself be a
+ * reference), its URI read as a JSON pointer from the top of its document;
+ * NULL with an error otherwise. A URI that names another document (one with
+ * a scheme such as "http:", or text before its "#") fails with
+ * KEL_JSON_FEATURE_UNSUPPORTED "external references are not supported: URI";
+ * so do deref and expand, which resolve through this function. */
 KEL_API KelJson *kel_json_jref_resolve_base(KelJson *json, KelError **error);
 KEL_API KelJson *kel_json_jref_deref_base(KelJson *json, KelError **error);
 KEL_API gboolean kel_json_jref_expand(KelJson *root, KelError **error);
