@@ -1,17 +1,20 @@
 # libkel: `make demo` and `make check` set up a fresh Debian machine and build.
 BUILD      ?= build
+DEMO_BUILD ?= build-demo
 ASAN_BUILD ?= build-asan
 TSAN_BUILD ?= build-tsan
 FUZZ_SECONDS ?= 30
 JOBS       ?= $(shell nproc)
 SUDO       := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 
-# Debian packages the build and the test suite need.
-PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev libgtest-dev clang libclang-rt-14-dev
-# The reference manual (`make docs`, part of `make check`).
-DOCS_PACKAGES := doxygen
+# Debian packages the library and kel-json need to build; the test suite
+# adds GoogleTest, clang for the fuzzers, the locale sources (a test
+# generates a comma-decimal locale with localedef) and Doxygen (`make docs`).
+BUILD_PACKAGES := g++ cmake ninja-build pkg-config libglib2.0-dev
+TEST_PACKAGES  := libgtest-dev clang libclang-rt-14-dev locales doxygen
+PACKAGES       := $(BUILD_PACKAGES) $(TEST_PACKAGES)
 
-.PHONY: all deps build build-asan build-tsan check docs fuzz demo clean
+.PHONY: all deps demo-deps build build-asan build-tsan check docs fuzz demo clean
 
 all: build
 
@@ -28,6 +31,9 @@ endef
 
 deps:
 	$(call install-missing,$(PACKAGES))
+
+demo-deps:
+	$(call install-missing,$(BUILD_PACKAGES))
 
 $(BUILD)/build.ninja:
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -53,12 +59,10 @@ build-tsan: deps $(TSAN_BUILD)/build.ninja
 # The HTML reference from the public headers; any Doxygen warning (an export
 # without its comment, a wrong @param) fails it. Output: $(BUILD)/docs/html.
 docs: deps $(BUILD)/build.ninja
-	$(call install-missing,$(DOCS_PACKAGES))
 	cmake -S . -B $(BUILD)
 	cmake --build $(BUILD) --target docs
 
-# docs comes first: it installs Doxygen, so both builds configure their docs test.
-check: docs build build-asan build-tsan
+check: build build-asan build-tsan docs
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
@@ -70,9 +74,15 @@ check: docs build build-asan build-tsan
 fuzz: deps
 	FUZZ_SECONDS=$(FUZZ_SECONDS) fuzz/run.sh
 
-# Runs kel-demo and kel-json on the documents under examples/, echoing each command.
-demo: build
-	@sh examples/demo.sh $(BUILD)
+# Runs kel-demo and kel-json on the documents under examples/, echoing each
+# command. A build of its own without the tests, so that it needs only the
+# build packages.
+$(DEMO_BUILD)/build.ninja:
+	cmake -S . -B $(DEMO_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEL_BUILD_TESTS=OFF
+
+demo: demo-deps $(DEMO_BUILD)/build.ninja
+	cmake --build $(DEMO_BUILD) -j $(JOBS)
+	@sh examples/demo.sh $(DEMO_BUILD)
 
 # `make bench`: libkel against jansson, json-c, json-glib, cJSON and RapidJSON
 # on ../shared/corpus
@@ -104,4 +114,4 @@ profile: profile-deps $(BENCH_BUILD)/build.ninja
 	bench/profile.sh $(BENCH_BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) build-fuzz
+	rm -rf $(BUILD) $(DEMO_BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) build-fuzz

@@ -956,7 +956,11 @@ enum {
     KEL_JSON_LOAD_ALLOW_TRAILING = 1,
     /** A member name repeated in one object is a syntax error (otherwise the
      *  last one wins). */
-    KEL_JSON_LOAD_REJECT_DUPLICATES = 2
+    KEL_JSON_LOAD_REJECT_DUPLICATES = 2,
+    /** Keep objects whose only member is "$ref" with a string value as plain
+     *  objects (for documents such as JSON Schemas, where "$ref" is data).
+     *  Without it each becomes a reference value. */
+    KEL_JSON_LOAD_KEEP_REFS = 4
 };
 
 /** Deepest nesting of arrays and objects that the loaders accept. A deeper
@@ -1375,7 +1379,10 @@ KEL_API gboolean kel_json_fdump(KelJson *root, FILE *out, guint32 flags, gint32 
  * pointer from the root of the reference's document.
  * @param json  a reference; NULL or another kind pushes #KEL_JSON_TYPE_INVALID.
  * @param error error slot (may be NULL): the errors of
- *              kel_json_ptr_get_base(). Gives NULL without a new error when
+ *              kel_json_ptr_get_base(); a URI that names another document
+ *              (a scheme such as "http:", or text before its "#") pushes
+ *              #KEL_JSON_FEATURE_UNSUPPORTED "external references are not
+ *              supported: URI", and so do deref and expand. Gives NULL without a new error when
  *              the slot already holds one.
  * @return the target (borrowed; may itself be a reference), or NULL.
  */

@@ -154,9 +154,13 @@ TEST_F(Cli, CheckReportsEveryErrorOfTheChainWithItsPosition)
     EXPECT_EQ(ok.status, 0);
     EXPECT_EQ(ok.out + ok.err, "");
 
-    Result r = run({"check", good, bad, later});  // newest first: parser, then lexer
+    Result r = run({"check", good, bad, later});  // one line each: the lexer's reason
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, bad + ":1:4: error: Unexpected character in input stream: '#' [KEL_JSON_PARSE_ERROR]\n" + later +
+                         ":2:3: error: Unexpected character in input stream: '#' [KEL_JSON_PARSE_ERROR]\n");
+    r = run({"check", "--verbose", good, bad, later});  // newest first: parser, then lexer
+    EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, bad + ":1:4: error: Syntax error: expected ']', got <invalid> [KEL_JSON_PARSE_ERROR]\n" + bad +
                          ":1:4: error: Unexpected character in input stream: '#' [KEL_JSON_PARSE_ERROR]\n" + later +
                          ":2:3: error: Syntax error: unexpected token: <invalid> [KEL_JSON_PARSE_ERROR]\n" + later +
@@ -526,6 +530,46 @@ TEST_F(Cli, PatchAndMergePatchApplyTheRfcExamples)
     EXPECT_TRUE(has(twice.err, "duplicate key 'op' [KEL_JSON_PARSE_ERROR]")) << twice.err;
     EXPECT_EQ(run({"patch", doc, write("ok.json", R"([{"op":"test","path":"/foo","value":"bar"}])"), "-o", doc}).status, 0);
     EXPECT_EQ(slurp(doc), "{\n  \"foo\": \"bar\"\n}\n");
+}
+
+TEST_F(Cli, EditsKeepMemberOrderAndSortOnlyWhenAsked)
+{
+    const std::string manifest = "{\n  \"name\": \"demo\",\n  \"version\": \"1.0.0\",\n  \"dependencies\": {\n"
+                                 "    \"zlib\": \"1.2\",\n    \"abc\": \"2.0\"\n  },\n  \"private\": true\n}\n";
+    std::string doc = write("package.json", manifest);
+    Result r = run({"set", doc, "/version", "\"1.0.1\"", "-o", doc});
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::string expected = manifest;
+    expected.replace(expected.find("1.0.0"), 5, "1.0.1");  // the one line that changes
+    EXPECT_EQ(slurp(doc), expected);
+    EXPECT_EQ(run({"fmt", "--compact", "--sort", doc}).out,
+              "{\"dependencies\":{\"abc\":\"2.0\",\"zlib\":\"1.2\"},\"name\":\"demo\",\"private\":true,\"version\":\"1.0.1\"}\n");
+}
+
+TEST_F(Cli, ByteOrderMarkAndSchemaRefsAreNamedForWhatTheyAre)
+{
+    const std::string bom = "\xEF\xBB\xBF";
+    std::string marked = write("bom.json", bom + "{}");
+    const std::string line = ":1:1: error: UTF-8 byte order mark is not allowed at the start of JSON text [KEL_JSON_PARSE_ERROR]\n";
+    for (const Args &args : {Args{"check", marked}, Args{"fmt", "--verbose", marked}}) {
+        Result r = run(args);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, marked + line);
+    }
+    EXPECT_EQ(run({"check", "-"}, marked).err, "<stdin>" + line);
+    // Other input that starts with the same byte gets the parser's report.
+    Result other = run({"check", write("ef.json", "\xEF\xA0\x80")});
+    EXPECT_TRUE(has(other.err, ":1:1: error: Unexpected character in input stream:")) << other.err;
+
+    std::string schema = write("schema.json", "{\"properties\": {\"x\": {\"$ref\": \"http://example.com/s.json#/d\"}}}");
+    EXPECT_EQ(run({"get", "--keep-refs", schema, "/properties/x/$ref"}).out, "\"http://example.com/s.json#/d\"\n");
+    Result plain = run({"get", schema, "/properties/x/$ref"});
+    EXPECT_EQ(plain.status, 1);
+    EXPECT_TRUE(has(plain.err, "got reference")) << plain.err;
+    Result deref = run({"get", "--deref", schema, "/properties/x"});
+    EXPECT_EQ(deref.status, 1);
+    EXPECT_TRUE(has(deref.err, "error: external references are not supported: http://example.com/s.json#/d "
+                               "[KEL_JSON_FEATURE_UNSUPPORTED]")) << deref.err;
 }
 
 }  // namespace

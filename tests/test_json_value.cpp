@@ -66,9 +66,7 @@ TEST(JsonValue, ConstructorsAndStrings)
     for (const auto &m : made)
         kel_json_unref(m.first);  // a new value dies on its first unref
 
-    // Bytes from an embedded NUL on are dropped, not validated.
-    for (const auto &[text, len, stored] : {std::tuple{"abc", 0, ""}, std::tuple{"ab\0cd", 5, "ab"}, std::tuple{"ok\0\xff", 4, "ok"}})
-        EXPECT_STREQ(JsonRoot(kel_json_str_new_len_base(text, len, nullptr))->str, stored);
+    EXPECT_STREQ(JsonRoot(kel_json_str_new_len_base("abc", 0, nullptr))->str, "");
     ErrorSlot err;
     EXPECT_EQ(kel_json_str_new_len_base("\xC3\x28", 2, &err), nullptr);
     EXPECT_EQ(err.domain(), kel_json_error_domain());
@@ -598,4 +596,36 @@ TEST(JsonFamilies, PutAndPushMakeLinkAndFreeOnFailure)
     EXPECT_FALSE(err);
     EXPECT_EQ(kel_json_obj_size(obj), 12);
     EXPECT_EQ(kel_json_array_size(arr), 9);
+}
+
+TEST(JsonValue, LengthWithANulByteIsRefusedNotCut)
+{
+    ErrorSlot err;
+    JsonRoot obj(kel_json_obj_new_base(FALSE));
+    const struct {
+        const char *text;
+        gsize len;
+        const char *error;  // NULL: accepted whole
+    } cases[] = {
+        {"ab\0cd", 5, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 2"},
+        {"\0", 1, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 0"},
+        {"ok\0\xff", 4, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 2"},  // before UTF-8
+        {"ab\0cd", 2, nullptr},  // the NUL lies beyond the length
+    };
+    for (const auto &c : cases) {
+        JsonRoot made(kel_json_str_new_len_base(c.text, c.len, &err));
+        KelJson *put = kel_json_obj_put_str_len_base(obj, "k", c.text, c.len, &err);
+        if (c.error == nullptr) {
+            ASSERT_NE(made.get(), nullptr);
+            EXPECT_EQ(std::string(made->str), std::string(c.text, c.len));
+            EXPECT_EQ(put, kel_json_obj_get_base(obj, "k", 0, nullptr));
+            EXPECT_EQ(err.length(), 0);
+            continue;
+        }
+        EXPECT_EQ(made.get(), nullptr);
+        EXPECT_EQ(put, nullptr);
+        EXPECT_EQ(err.pop(), c.error);  // the put reports the constructor's error
+        EXPECT_EQ(err.pop(), c.error) << c.len;
+        EXPECT_EQ(err.length(), 0);
+    }
 }

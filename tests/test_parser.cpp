@@ -351,3 +351,35 @@ TEST(Parse, StringInputOf2GiBIsRefused)
     EXPECT_EQ(kel_json_loads(base, 0, nullptr), nullptr);
     munmap(base, total + page);
 }
+
+TEST(Parse, KeepRefsLeavesRefObjectsPlainAndExternalUrisAreNamed)
+{
+    const char *text = R"({"a": {"$ref": "#/b"}, "b": 1, "s": {"$ref": "http://example.com/s.json#/d"}})";
+    JsonRoot kept(kel_json_loads(text, KEL_JSON_LOAD_KEEP_REFS, nullptr));
+    ASSERT_NE(kept.get(), nullptr);
+    for (const char *key : {"a", "s"})
+        EXPECT_EQ(member(kept, key)->type, KEL_JSON_OBJECT) << key;
+    EXPECT_STREQ(kel_json_obj_get_str_base(member(kept, "s"), "$ref", nullptr), "http://example.com/s.json#/d");
+    EXPECT_EQ(dump(kept), R"({"a":{"$ref":"#/b"},"b":1,"s":{"$ref":"http://example.com/s.json#/d"}})");
+
+    // Without the flag: references, and the ones naming another document
+    // say so whichever way they are followed.
+    JsonRoot refs(kel_test::parse(R"({"b": 1, "r": {"$ref": "#/b"}, "x": [{"$ref": "other.json#/b"}, {"$ref": "urn:x:y"},
+                           {"$ref": "a"}]})"));
+    EXPECT_EQ(kel_json_i64_get(kel_json_jref_deref_base(member(refs, "r"), nullptr)), 1);
+    const std::pair<int, std::string> cases[] = {
+        {0, "-7 external references are not supported: other.json#/b"},
+        {1, "-7 external references are not supported: urn:x:y"},
+        {2, "-7 Relative JSON pointers are not supported: a"},  // no document named: a pointer without "/"
+    };
+    ErrorSlot err;
+    for (const auto &[index, message] : cases) {
+        KelJson *ref = at(member(refs, "x"), index);
+        EXPECT_EQ(kel_json_jref_resolve_base(ref, &err), nullptr);
+        EXPECT_EQ(err.pop(), message);
+        EXPECT_EQ(kel_json_jref_deref_base(ref, &err), nullptr);
+        EXPECT_EQ(err.pop(), message);
+    }
+    EXPECT_FALSE(kel_json_jref_expand(refs, &err));
+    EXPECT_EQ(err.pop().rfind("-7 external references are not supported: ", 0), 0u);
+}

@@ -358,10 +358,15 @@ KelJson *kel_json_str_new_len_base(const char *value, gsize len, KelError **erro
         json_arg_failed(error, __func__, "value");
         return nullptr;
     }
-    // Text after an embedded NUL is dropped.
-    const void *nul = memchr(value, '\0', len);
-    const gsize n = nul ? static_cast<gsize>(static_cast<const char *>(nul) - value) : len;
-    return string_node(value, n, error);
+    // The text is stored NUL-terminated, so a NUL inside the given length
+    // would silently cut it short: refused instead.
+    if (const void *nul = memchr(value, '\0', len)) {
+        kel_set_error(error, kel_json_error_domain(), KEL_JSON_ARG_INVALID,
+                      "%s: string contains a NUL byte at offset %" G_GSIZE_FORMAT, __func__,
+                      static_cast<gsize>(static_cast<const char *>(nul) - value));
+        return nullptr;
+    }
+    return string_node(value, len, error);
 }
 
 KelJson *kel_json_str_new_base(const char *value, KelError **error)

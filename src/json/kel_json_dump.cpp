@@ -4,10 +4,10 @@
 // the visitor's walk in its in-place form (no key lists). Both sinks run the
 // same callbacks; the string sink additionally takes fast paths for text
 // whose printf rendering it can produce itself (literal punctuation,
-// integers, finite "%f" doubles, indentation), appending it straight to the
-// GString. Those paths produce the same bytes as the formats named beside
-// them; the rest (non-finite doubles, unusual indentation) still goes
-// through `print`.
+// integers, doubles, indentation), appending it straight to the GString.
+// Those paths produce the same bytes as the formats named beside them; the
+// rest (unusual indentation) still goes through `print`. Doubles never go
+// through printf: its decimal point is the locale's.
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -15,8 +15,6 @@
 #include <cstring>
 #include <string_view>
 #include <vector>
-
-#include <langinfo.h>
 
 #include "kel_json_decimal.h"
 #include "kel_json_gstring.h"
@@ -201,8 +199,6 @@ int dump_u128(KelJson *, KelUint128 v, gpointer data)
 // to_chars ignores the locale, so the separator is always '.'.
 int dump_double_roundtrip(DumpState *st, double v)
 {
-    if (!std::isfinite(v))
-        return kFail;  // JSON has no spelling for NaN or infinities
     char buf[40];
     char *end = std::to_chars(buf, buf + sizeof buf - 3, v).ptr;
     if (std::memchr(buf, '.', end - buf) == nullptr && std::memchr(buf, 'e', end - buf) == nullptr) {
@@ -213,36 +209,28 @@ int dump_double_roundtrip(DumpState *st, double v)
     return st->text(buf, static_cast<std::size_t>(end - buf));
 }
 
-// The bytes of "%f" for a finite `v`, appended to the string sink.
-// to_chars in fixed notation with six decimals is exact and rounds ties to
-// even like glibc's printf, at a fraction of the cost; only the decimal point
-// is the locale's in printf, so the '.' it always writes is replaced.
-void append_fixed6(GString *out, double v)
+// The bytes of C-locale "%f" for a finite `v`: fixed notation, six decimals,
+// ties rounded to even as glibc's printf does. to_chars is exact and never
+// consults the locale, so a program that switched to a comma-decimal locale
+// still gets JSON numbers, and both sinks write the same bytes.
+int dump_fixed6(DumpState *st, double v)
 {
-    char buf[320];  // sign, 309 integer digits, point, six decimals
-    const char *end = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 6).ptr;
-    const char *point = nl_langinfo(RADIXCHAR);
-    if (point[0] == '.' && point[1] == '\0') {
-        gstring_append(out, buf, static_cast<std::size_t>(end - buf));
-        return;
-    }
-    const char *dot = end - 7;  // six decimals follow the point
-    gstring_append(out, buf, static_cast<std::size_t>(dot - buf));
-    gstring_append(out, point, std::strlen(point));
-    gstring_append(out, dot + 1, 6);
+    char buf[320];  // sign, 309 integer digits, point, six decimals, NUL
+    char *end = std::to_chars(buf, buf + sizeof buf - 1, v, std::chars_format::fixed, 6).ptr;
+    *end = '\0';
+    return st->text(buf, static_cast<std::size_t>(end - buf));
 }
 
 int dump_double(KelJson *, double v, gpointer data)
 {
     DumpState *st = state(data);
+    // JSON has no spelling for NaN or infinities: writing "nan" would make
+    // text that no reader accepts, so the dump fails instead.
+    if (!std::isfinite(v))
+        return kFail;
     if (st->d.flags & KEL_JSON_DUMP_REAL_ROUNDTRIP)
         return dump_double_roundtrip(st, v);
-    if (st->direct && std::isfinite(v)) {
-        append_fixed6(st->direct, v);
-        return kOk;
-    }
-    // printf's own fixed notation, locale separator included.
-    return st->d.print(st->d.out, "%f", v);
+    return dump_fixed6(st, v);
 }
 
 int dump_str(KelJson *, const char *s, gpointer data) { return state(data)->str(s); }

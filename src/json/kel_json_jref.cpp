@@ -259,6 +259,23 @@ guint64 document_size(KelJson *json)
     return expanded_size(json, {});
 }
 
+// True when `uri` names a place in another document: it begins with a URI
+// scheme ("http:", "urn:") or has text before its "#". Only pointers into
+// the reference's own document ("", "#...", "/...") can be resolved; other
+// text is left to the pointer lookup, which names what it cannot read.
+bool names_other_document(const char *uri)
+{
+    const char *hash = std::strchr(uri, '#');
+    if (hash != nullptr && hash != uri)
+        return true;
+    if (!g_ascii_isalpha(uri[0]))
+        return false;
+    const char *p = uri + 1;
+    while (g_ascii_isalnum(*p) || *p == '+' || *p == '-' || *p == '.')
+        p++;
+    return *p == ':';
+}
+
 }  // namespace
 
 KelJson *kel_json_jref_resolve_base(KelJson *json, KelError **error)
@@ -273,7 +290,12 @@ KelJson *kel_json_jref_resolve_base(KelJson *json, KelError **error)
         root = root->parent;
     if (kel::error_pending(error))
         return nullptr;
-    return kel_json_ptr_get_base(root, kel_json_jref_uri(json), error);
+    const char *uri = kel_json_jref_uri(json);
+    if (names_other_document(uri)) {
+        kel_json_set_error(error, KEL_JSON_FEATURE_UNSUPPORTED, "external references are not supported: %s", uri);
+        return nullptr;
+    }
+    return kel_json_ptr_get_base(root, uri, error);
 }
 
 KelJson *kel_json_jref_deref_base(KelJson *json, KelError **error)

@@ -467,9 +467,10 @@ int convert_real(KelJsonLexer *lex) noexcept
     const char *text = lex->text->str;
     // from_chars rounds correctly, as glibc's strtod does, so both give the
     // same double; it is several times faster on long mantissas. Its answer
-    // is taken only where fast_real_ok vouches for it: zero, subnormal,
-    // out-of-range and DBL_MIN results go to g_ascii_strtod, whose errno
-    // (ERANGE on overflow and underflow) decides what is an error.
+    // is taken only where fast_real_ok vouches for it; the rest goes to
+    // g_ascii_strtod. ERANGE from there is an error only for overflow: an
+    // underflow keeps the subnormal or signed zero the conversion rounded
+    // to, so that every double the dump writes reads back.
     double fast = 0.0;
     const char *text_end = text + lex->text->len;
     const auto res = std::from_chars(text, text_end, fast);
@@ -481,7 +482,7 @@ int convert_real(KelJsonLexer *lex) noexcept
     char *end = nullptr;
     errno = 0;
     const double d = g_ascii_strtod(text, &end);
-    if (errno != 0 || end == text) {
+    if ((errno != 0 && std::isinf(d)) || end == text) {
         lex_fail(lex, "Invalid double: %s", text);
         return 0;
     }

@@ -186,13 +186,12 @@ const unsigned char *number_at(KelJsonLexer *lex, int first, const unsigned char
 constexpr gsize kShortIntDigits = 18;
 
 // True when from_chars' answer `d` can stand for g_ascii_strtod's: a normal
-// double above the smallest normal one in magnitude. glibc detects underflow
-// before rounding, so a text just below DBL_MIN that rounds up to it is a
-// range error there although from_chars answers DBL_MIN; such results (and
-// zero, subnormals, infinities) are left to g_ascii_strtod.
+// double. Both round correctly, so they agree there; zero, subnormals and
+// infinities are left to g_ascii_strtod, whose errno tells overflow (an
+// error) from underflow (the rounded result is kept).
 inline bool fast_real_ok(double d) noexcept
 {
-    return std::isnormal(d) && std::fabs(d) > DBL_MIN;
+    return std::isnormal(d);
 }
 
 }  // namespace kel

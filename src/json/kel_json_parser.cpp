@@ -97,7 +97,7 @@ private:
 
     KelJson *make_scalar() noexcept;
     bool begin_member() noexcept;
-    static KelJson *close_object(KelJson *obj) noexcept;
+    KelJson *close_object(KelJson *obj) const noexcept;
 
     KelJsonLexer *lex_;
     int flags_;
@@ -167,10 +167,11 @@ bool Parser::begin_member() noexcept
 }
 
 // A complete object whose only member is "$ref" with a string value (also
-// through a reference that can be followed) becomes a reference value.
-KelJson *Parser::close_object(KelJson *obj) noexcept
+// through a reference that can be followed) becomes a reference value,
+// unless the caller keeps such objects as they are.
+KelJson *Parser::close_object(KelJson *obj) const noexcept
 {
-    if (kel_json_obj_size(obj) != 1)
+    if ((flags_ & KEL_JSON_LOAD_KEEP_REFS) != 0 || kel_json_obj_size(obj) != 1)
         return obj;
     const char *uri = kel_json_obj_get_str_base(obj, "$ref", nullptr);
     if (uri == nullptr)

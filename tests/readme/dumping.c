@@ -4,17 +4,18 @@
 
 int main(void)
 {
-    KelJson *doc = kel_json_loads("{\"ratio\": 0.1, \"big\": 340282366920938463463374607431768211455,"
+    KelJson *doc = kel_json_loads("{\"ratio\": 0.1, \"tiny\": 1.5e-7,"
+                                  " \"big\": 340282366920938463463374607431768211455,"
                                   " \"list\": [1, true, null]}", 0, NULL);
 
+    /* Doubles exactly: the text reads back to the same value. */
     GString *out = g_string_new(NULL);
-    kel_json_sdump_ext(doc, out, KEL_JSON_DUMP_SORTED, 0);
+    kel_json_sdump_ext(doc, out, KEL_JSON_DUMP_SORTED | KEL_JSON_DUMP_REAL_ROUNDTRIP, 0);
     printf("%s\n", out->str);
 
-    /* Doubles: "%f" by default, the shortest exact text with ROUNDTRIP. */
+    /* Without ROUNDTRIP, "%f": six decimals. U128_STR quotes big integers. */
     g_string_truncate(out, 0);
-    kel_json_sdump_ext(doc, out, KEL_JSON_DUMP_SORTED | KEL_JSON_DUMP_REAL_ROUNDTRIP |
-                                     KEL_JSON_DUMP_U128_STR, 0);
+    kel_json_sdump_ext(doc, out, KEL_JSON_DUMP_SORTED | KEL_JSON_DUMP_U128_STR, 0);
     printf("%s\n", out->str);
     g_string_free(out, TRUE);
 

@@ -175,9 +175,10 @@ int run_expand(const Args &args)
 std::vector<Command> document_commands()
 {
     return {
-        {"check", "FILE...", "validate documents and report every error with its position",
-         "Parses each FILE and reports every error of a failed parse, newest first, as\n"
-         "FILE:LINE:COLUMN: error: MESSAGE [CODE]. Prints nothing for valid files.\n"
+        {"check", "FILE...", "validate documents and report each error with its position",
+         "Parses each FILE and reports why a failed parse stopped, on one line:\n"
+         "FILE:LINE:COLUMN: error: MESSAGE [CODE]. --verbose adds the parser's view\n"
+         "of the same place, newest first. Prints nothing for valid files.\n"
          "Exits with 1 when any FILE is invalid or unreadable.",
          {}, false, 1, SIZE_MAX, run_check},
         {"fmt", "[FILE]", "re-write a document, pretty by default",

@@ -43,11 +43,23 @@ const KelJsonErrorDataPosition *position_of(const KelError *error)
 
 }  // namespace
 
+namespace {
+bool verbose_errors = false;
+}  // namespace
+
+void set_verbose_errors(bool verbose) { verbose_errors = verbose; }
+
 void print_errors(const std::string &where, const KelError *chain)
 {
     for (const KelError *e = chain; e != nullptr; e = e->next) {
         std::string place = where;
-        if (const KelJsonErrorDataPosition *pos = position_of(e))
+        const KelJsonErrorDataPosition *pos = position_of(e);
+        // One parse failure is a run of positioned errors: the parser's
+        // on top ("unexpected token: <invalid>"), the lexer's reason at the
+        // bottom. Like a compiler, say only the most specific one.
+        if (pos != nullptr && !verbose_errors && e->next != nullptr && position_of(e->next) != nullptr)
+            continue;
+        if (pos != nullptr)
             place += ":" + std::to_string(pos->line) + ":" + std::to_string(pos->column);
         std::fprintf(stderr, "%s: error: %s [%s]\n", place.c_str(), e->gerror->message,
                      code_name(e).c_str());

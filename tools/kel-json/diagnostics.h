@@ -49,10 +49,14 @@ void push_context(KelError **err, const std::string &message);
 // "domain:code" for a domain that registered no names.
 std::string code_name(const KelError *error);
 
-// Prints every error of the chain, newest first, one line each:
+// Prints the errors of the chain, newest first, one line each:
 //   WHERE:LINE:COLUMN: error: MESSAGE [CODE_NAME]  (error with a position)
 //   WHERE: error: MESSAGE [CODE_NAME]              (any other error)
+// Of the errors of one parse failure (consecutive errors with a position)
+// only the oldest, most specific one is printed unless verbose output was
+// asked for with set_verbose_errors.
 void print_errors(const std::string &where, const KelError *chain);
+void set_verbose_errors(bool verbose);
 
 // "kel-json: MESSAGE" and a hint to the subcommand's help; returns kExitUsage.
 int usage_error(const std::string &command, const std::string &message);

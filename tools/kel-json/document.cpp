@@ -27,6 +27,37 @@ struct GFree {
 };
 using GCharPtr = std::unique_ptr<gchar, GFree>;
 
+// A byte order mark is no JSON whitespace, and the parser would only call
+// it an unexpected character. Input that starts with 0xEF is invalid
+// whatever follows, so the first three bytes are taken off the stream to
+// tell the two apart; when they are no mark, the parser reads just them,
+// which is enough for it to report the same first error as on the stream.
+JsonPtr load_stream(FILE *fh, int load_flags, KelError **err)
+{
+    const int first = std::getc(fh);
+    if (first != 0xEF) {
+        if (first != EOF)
+            std::ungetc(first, fh);
+        return JsonPtr(kel_json_loadf(fh, load_flags, err));
+    }
+    std::string head(1, '\xEF');
+    for (int i = 0, c; i < 2 && (c = std::getc(fh)) != EOF; i++)
+        head += static_cast<char>(c);
+    if (head != "\xEF\xBB\xBF")
+        return JsonPtr(kel_json_loads(head.c_str(), load_flags, err));
+    if (err != nullptr) {
+        kel_set_error(err, kel_json_error_domain(), KEL_JSON_PARSE_ERROR,
+                      "UTF-8 byte order mark is not allowed at the start of JSON text");
+        auto *pos = reinterpret_cast<KelJsonErrorDataPosition *>(
+            kel_error_data_new(*err, kel_json_error_domain(), KEL_JSON_ERROR_DATA_POSITION,
+                               sizeof(KelJsonErrorDataPosition), nullptr));
+        pos->line = 1;
+        pos->column = 1;    // the mark is the first character
+        pos->position = 3;  // and its three bytes have been read
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 std::string display_name(const std::string &path)
@@ -56,7 +87,7 @@ JsonPtr load_document(const std::string &path, int load_flags, KelError **err)
     }
 
     errno = 0;
-    JsonPtr doc(kel_json_loadf(fh, load_flags, err));
+    JsonPtr doc = load_stream(fh, load_flags, err);
     const int read_errno = errno;
     if (std::ferror(fh)) {
         // The parser saw a read failure as the end of the input; the
@@ -78,13 +109,16 @@ const std::vector<OptionSpec> &input_option_specs()
 {
     static const std::vector<OptionSpec> options = {
         {"reject-duplicates", 0, nullptr, "treat a member name repeated in one object as an error"},
+        {"keep-refs", 0, nullptr, "read {\"$ref\": ...} objects as plain objects, not references"},
+        {"verbose", 'v', nullptr, "report every error of a failed parse, not only its cause"},
     };
     return options;
 }
 
 int load_flags(const Args &args)
 {
-    return args.has("reject-duplicates") ? KEL_JSON_LOAD_REJECT_DUPLICATES : 0;
+    return (args.has("reject-duplicates") ? KEL_JSON_LOAD_REJECT_DUPLICATES : 0) |
+           (args.has("keep-refs") ? KEL_JSON_LOAD_KEEP_REFS : 0);
 }
 
 // ---- Output options ---------------------------------------------------------

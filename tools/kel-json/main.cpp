@@ -88,6 +88,7 @@ int run(int argc, char **argv)
         return kExitOk;
     }
 
+    set_verbose_errors(args.has("verbose"));
     const auto &operands = args.operands();
     if (operands.size() < cmd->min_operands)
         return usage_error(cmd->name, "missing operand (expected " + std::string(cmd->operands) +
@@ -117,7 +118,5 @@ int main(int argc, char **argv)
     // error (the temporary file is removed and the target left alone)
     // instead of killing the process halfway.
     std::signal(SIGXFSZ, SIG_IGN);
-    // The locale is left as "C" on purpose: the serializer's fixed notation
-    // follows the numeric locale, and JSON needs a decimal point.
     return run(argc, argv);
 }
