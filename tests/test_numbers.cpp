@@ -37,7 +37,8 @@ std::string to_str(KelUint128 v, int radix)
 // Values that stress carries and borrows, and random ones of all widths.
 std::vector<KelUint128> sample_values()
 {
-    std::vector<KelUint128> v = {U(0), U(1), U(G_MAXUINT64), U(0, 1), U(1, G_MAXUINT64), kMax, U(0, 1ull << 63), U(3, 0x8000'0000'0000'0001ull)};
+    std::vector<KelUint128> v = {U(0), U(1), U(G_MAXUINT64), U(0, 1), U(1, G_MAXUINT64), kMax, U(0, 1ull << 63), U(3, 0x8000'0000'0000'0001ull),
+                                 U(G_MAXUINT64, 0), U(5, 5), U(0xabc), U(0, G_MAXUINT64)};
     std::mt19937_64 rng(20240611);
     for (int i = 0; i < 200; i++)
         v.push_back(kel_uint128_rshift(U(rng(), rng()), rng() % 128));
@@ -46,50 +47,32 @@ std::vector<KelUint128> sample_values()
 
 }  // namespace
 
-TEST(Uint128, EdgeCasesAndDivision)
-{
-    EXPECT_TRUE(Same(kel_uint128_add(U(G_MAXUINT64), U(1)), U(0, 1)));
-    EXPECT_TRUE(Same(kel_uint128_neg(U(1)), kMax));
-    EXPECT_TRUE(Same(kel_uint128_neg(U(0)), U(0)));
-    EXPECT_TRUE(Same(kel_uint128_sub(U(0), U(1)), kMax));
-    EXPECT_TRUE(kel_uint128_lt(U(G_MAXUINT64, 0), U(0, 1)));  // the high half decides
-    EXPECT_TRUE(kel_uint128_le(U(5, 5), U(5, 5)) && !kel_uint128_lt(U(5, 5), U(5, 5)));
-    EXPECT_TRUE(Same(kel_uint128_lshift(U(0xabc), 64), U(0, 0xabc)));
-    EXPECT_TRUE(Same(kel_uint128_rshift(U(0, 1ull << 63), 127), U(1)));
-    EXPECT_TRUE(Same(kel_uint128_lshift(kMax, 128), U(0)));
-    EXPECT_TRUE(Same(kel_uint128_rshift(kMax, G_MAXUINT64), U(0)));
-    EXPECT_TRUE(Same(kel_uint128_lshift(U(7, 9), 0), U(7, 9)));
-    EXPECT_TRUE(Same(kel_uint128_mul(U(0, 1), U(0, 1)), U(0)));  // wraps
-    EXPECT_TRUE(Same(kel_uint128_mul(kMax, kMax), U(1)));
-
-    KelUint128 q = U(99, 99), r = U(98, 98);
-    EXPECT_EQ(kel_uint128_div(U(7), U(0), &q, &r), -1);
-    EXPECT_TRUE(Same(q, U(99, 99)) && Same(r, U(98, 98)));  // untouched
-    ASSERT_EQ(kel_uint128_div(kMax, U(1), &q, &r), 0);
-    EXPECT_TRUE(Same(q, kMax) && Same(r, U(0)));
-    KelUint128 v = U(100);  // results may land in the dividend; either pointer may be NULL
-    ASSERT_EQ(kel_uint128_div(v, U(7), &v, nullptr), 0);
-    EXPECT_TRUE(Same(v, U(14)));
-    ASSERT_EQ(kel_uint128_div(v, U(4), nullptr, &v), 0);
-    EXPECT_TRUE(Same(v, U(2)));
-}
-
+// Shifts by 0 to beyond 128 bits, carries, borrows and wrapping, against the
+// native type; a division by zero leaves both results alone.
 TEST(Uint128, ArithmeticMatchesNative)
 {
     const auto values = sample_values();
     for (KelUint128 a : values) {
         const u128 na = native(a);
-        for (guint64 n : {1u, 13u, 63u, 64u, 65u, 127u})
-            ASSERT_TRUE(Same(kel_uint128_lshift(a, n), na << n) && Same(kel_uint128_rshift(a, n), na >> n)) << n;
-        for (size_t j = 0; j < values.size(); j += 7) {
+        for (guint64 n : {0u, 1u, 13u, 63u, 64u, 65u, 127u, 128u, 200u}) {
+            ASSERT_TRUE(Same(kel_uint128_lshift(a, n), n < 128 ? na << n : 0) && Same(kel_uint128_rshift(a, n), n < 128 ? na >> n : 0)) << n;
+        }
+        ASSERT_TRUE(Same(kel_uint128_neg(a), 0 - na) && Same(kel_uint128_rshift(a, G_MAXUINT64), U(0)));
+        for (size_t j = 0; j < values.size(); j += j < 12 ? 1 : 7) {  // every edge value, some random ones
             const KelUint128 b = values[j];
             const u128 nb = native(b);
             ASSERT_TRUE(Same(kel_uint128_add(a, b), na + nb) && Same(kel_uint128_sub(a, b), na - nb) && Same(kel_uint128_mul(a, b), na * nb));
-            ASSERT_TRUE(kel_uint128_lt(a, b) == (na < nb) && kel_uint128_le(a, b) == (na <= nb));
-            KelUint128 q = U(0), r = U(0);
-            ASSERT_TRUE(nb == 0 || (kel_uint128_div(a, b, &q, &r) == 0 && Same(q, na / nb) && Same(r, na % nb)));
+            ASSERT_TRUE(kel_uint128_lt(a, b) == (na < nb) && kel_uint128_le(a, b) == (na <= nb) && kel_uint128_le(a, a) && !kel_uint128_lt(a, a));
+            KelUint128 q = U(99, 99), r = U(98, 98);
+            const int rc = kel_uint128_div(a, b, &q, &r);
+            ASSERT_TRUE(nb == 0 ? rc == -1 && Same(q, U(99, 99)) && Same(r, U(98, 98)) : rc == 0 && Same(q, na / nb) && Same(r, na % nb));
         }
     }
+    KelUint128 v = U(100);  // results may land in the dividend; either pointer may be NULL
+    ASSERT_EQ(kel_uint128_div(v, U(7), &v, nullptr), 0);
+    EXPECT_TRUE(Same(v, U(14)));
+    ASSERT_EQ(kel_uint128_div(v, U(4), nullptr, &v), 0);
+    EXPECT_TRUE(Same(v, U(2)));
 }
 
 TEST(Uint128, TextConversions)

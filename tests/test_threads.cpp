@@ -1,7 +1,9 @@
-// Threads: separate documents on separate threads, and the process-wide error
-// registry under concurrent registration, lookup, conversion and purge. This
-// file also runs under ThreadSanitizer.
+// Threads: separate documents on separate threads, values released on another
+// thread than made them, and the process-wide error registry under concurrent
+// registration, lookup, conversion and purge. This file also runs under
+// ThreadSanitizer.
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 #include "test_util.h"
@@ -94,4 +96,61 @@ TEST(Threads, RegistryUnderConcurrentRegistrationLookupAndPurge)
         EXPECT_STREQ(kel_error_code_to_name(domains[t], 0), thread_names[t]);
     }
     EXPECT_STREQ(kel_error_code_to_name(kel_json_error_domain(), KEL_JSON_PARSE_ERROR), "KEL_JSON_PARSE_ERROR");
+}
+
+// Trees built on one thread are released on another, and the threads end
+// (handing their cached nodes back) round after round; one tree per releasing
+// thread is released only as that thread ends. The nodes then serve new
+// documents on the main thread.
+TEST(Threads, ValuesReleasedOnAnotherThread)
+{
+    struct LateRelease {
+        KelJson *tree = nullptr;
+        ~LateRelease() { kel_json_unref(tree); }
+    };
+    constexpr int kPerThread = 300;
+    std::mutex lock;
+    std::vector<std::pair<KelJson *, std::string>> handed;
+    std::atomic<int> wrong{0};
+    for (int round = 0; round < 6; round++) {
+        on_threads([&](int t) {
+            thread_local LateRelease late;  // set up before this thread's node cache, so it goes after it
+            for (int i = 0; i < kPerThread; i++) {
+                if (t % 2 == 0) {
+                    const std::string n = std::to_string(round * 1000 + i);
+                    KelJson *tree = kel_json_loads(("{\"n\":" + n + ",\"l\":[1,\"s" + n + "\",2.5,{\"k\":null}]}").c_str(), 0, nullptr);
+                    kel_json_obj_put_str_base(tree, "t", n.c_str(), nullptr);
+                    kel_json_array_push_i64_base(kel_json_obj_get_array_base(tree, "l", nullptr), -i, nullptr);
+                    std::lock_guard<std::mutex> guard(lock);
+                    handed.emplace_back(tree, kel_test::dump(tree));
+                    continue;
+                }
+                std::pair<KelJson *, std::string> got{nullptr, ""};
+                while (got.first == nullptr) {
+                    {
+                        std::lock_guard<std::mutex> guard(lock);
+                        if (!handed.empty()) {
+                            got = handed.back();
+                            handed.pop_back();
+                            break;
+                        }
+                    }
+                    std::this_thread::yield();
+                }
+                wrong += kel_test::dump(got.first) != got.second;
+                if (late.tree == nullptr)
+                    late.tree = got.first;
+                else
+                    kel_json_unref(got.first);
+            }
+        });
+    }
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_TRUE(handed.empty());
+    std::string text = "[";
+    for (int i = 0; i < 20000; i++)
+        text += (i ? ",{\"i\":" : "{\"i\":") + std::to_string(i) + ",\"s\":\"x" + std::to_string(i) + "\",\"a\":[null,true]}";
+    text += "]";
+    kel_test::JsonRoot doc(kel_json_loads(text.c_str(), 0, nullptr));
+    EXPECT_EQ(kel_test::dump(doc, 0), text);
 }

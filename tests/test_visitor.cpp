@@ -96,137 +96,9 @@ KelJson *every_kind()  // uint64 values come only from the API
     return root;
 }
 
-// A full walk answering `answer` at the callback whose line is `line`.
-Lines walk(KelJson *root, const std::string &line, int answer, gboolean expected_ok = TRUE)
-{
-    const KelJsonVisitor v = full_visitor();
-    Recorder r;
-    r.answer_line = line;
-    r.answer = answer;
-    EXPECT_EQ(kel_json_visit(root, &v, &r), expected_ok) << "answer " << answer << " at " << line;
-    return r.trace;
-}
-
-// The `n` lines from `line` on (all the rest for n < 0).
-Lines from(const Lines &t, const std::string &line, int n = -1)
-{
-    auto it = std::find(t.begin(), t.end(), line);
-    if (it == t.end())
-        return {"<" + line + " not called>"};
-    return Lines(it, n < 0 || t.end() - it < n ? t.end() : it + n);
-}
-
 KelJson *doc(const char *text) { return kel_json_loads(text, 0, nullptr); }
 
 }  // namespace
-
-TEST(VisitOrder, EmptyContainersAndScalarRoots)
-{
-    const std::pair<const char *, Lines> cases[] = {
-        {"{}", {"on_value #", "on_obj #", "obj_keys #", "obj_begin #", "obj_end #"}},
-        {"[]", {"on_value #", "on_array #", "array_begin #", "array_end #"}},
-        {"42", {"on_value #", "on_i64 # 42"}},
-        {"true", {"on_value #", "on_bool # TRUE"}},
-        {"false", {"on_value #", "on_bool # FALSE"}},
-    };
-    for (const auto &[text, expected] : cases) {
-        JsonRoot root(doc(text));
-        EXPECT_EQ(walk(root, "", 0), expected) << text;
-    }
-}
-
-// A reference's target is not visited.
-TEST(VisitOrder, EveryKindAndSlotInOrder)
-{
-    JsonRoot root(every_kind());
-    const Lines expected = {
-        "on_value #", "on_obj #", "obj_keys #", "obj_begin #",
-        "obj_member # a /a first", "on_value /a", "on_array /a", "array_begin /a",
-        "array_elem /a 0 /a/0", "on_value /a/0", "on_i64 /a/0 1",
-        "array_elem /a 1 /a/1", "on_value /a/1", "on_obj /a/1", "obj_keys /a/1", "obj_begin /a/1",
-        "obj_member /a/1 x /a/1/x first", "on_value /a/1/x", "on_null /a/1/x",
-        "obj_member /a/1 y /a/1/y", "on_value /a/1/y", "on_bool /a/1/y TRUE",
-        "obj_end /a/1",
-        "array_elem /a 2 /a/2", "on_value /a/2", "on_array /a/2", "array_begin /a/2", "array_end /a/2",
-        "array_elem /a 3 /a/3", "on_value /a/3", "on_str /a/3 s",
-        "array_end /a",
-        "obj_member # b /b", "on_value /b", "on_obj /b", "obj_keys /b", "obj_begin /b",
-        "obj_member /b c /b/c first", "on_value /b/c", "on_jref /b/c #/a",
-        "obj_member /b d /b/d", "on_value /b/d", "on_bool /b/d FALSE",
-        "obj_member /b e /b/e", "on_value /b/e", "on_u64 /b/e 7",
-        "obj_member /b f /b/f", "on_value /b/f", "on_u128 /b/f 18446744073709551616",
-        "obj_member /b g /b/g", "on_value /b/g", "on_double /b/g 1.500000",
-        "obj_end /b",
-        "obj_member # h /h", "on_value /h", "on_obj /h", "obj_keys /h", "obj_begin /h", "obj_end /h",
-        "obj_member # i /i", "on_value /i", "on_i64 /i -3",
-        "obj_end #",
-    };
-    EXPECT_EQ(walk(root, "", 0), expected);
-}
-
-TEST(VisitOrder, WalkFollowsTheKeyListAndFirstMarksItsHead)
-{
-    JsonRoot root(doc("{\"m\":null,\"a\":null,\"z\":null,\"b\":null}"));
-    KelJsonVisitor v{};
-    v.obj_member = full_visitor().obj_member;
-    v.obj_keys = recorded_keys;
-    Recorder r;
-    r.alpha_keys = false;
-    EXPECT_TRUE(kel_json_visit(root, &v, &r));
-    EXPECT_EQ(r.trace, (Lines{"obj_keys #", "obj_member # z /z first", "obj_member # m /m", "obj_member # b /b", "obj_member # a /a"}));
-
-    // Without the slot the order is the object's own key list.
-    JsonRoot five(doc("{\"one\":1,\"two\":2,\"three\":3,\"four\":4,\"five\":5}"));
-    KelStrArray *keys = kel_json_obj_keys(five);
-    Lines expected;
-    for (guint i = 0; i < keys->len; i++)
-        expected.push_back(std::string("obj_member # ") + kel_str_array_index(keys, i) + " /" + kel_str_array_index(keys, i) +
-                           (i == 0 ? " first" : ""));
-    kel_str_array_free(keys, TRUE);
-    v.obj_keys = nullptr;
-    Recorder plain;
-    EXPECT_TRUE(kel_json_visit(five, &v, &plain));
-    EXPECT_EQ(plain.trace, expected);
-}
-
-TEST(VisitTravel, SkipStopAndAbortAtChosenCallbacks)
-{
-    JsonRoot root(every_kind());
-    // Skip from on_obj: no key list, begin, members or end for /a/1.
-    Lines t = walk(root, "on_obj /a/1", 1);
-    EXPECT_EQ(from(t, "on_obj /a/1", 2), (Lines{"on_obj /a/1", "array_elem /a 2 /a/2"}));
-    EXPECT_EQ(std::count_if(t.begin(), t.end(), [](const std::string &l) { return l.find("/a/1") != std::string::npos; }), 3);
-    EXPECT_EQ(t.back(), "obj_end #");
-    // Skip from begin still calls the end.
-    EXPECT_EQ(from(walk(root, "obj_begin /b", 1), "obj_begin /b", 3), (Lines{"obj_begin /b", "obj_end /b", "obj_member # h /h"}));
-    EXPECT_EQ(from(walk(root, "array_begin /a", 1), "array_begin /a", 3), (Lines{"array_begin /a", "array_end /a", "obj_member # b /b"}));
-    // Stop from an end: only the enclosing ends follow.
-    EXPECT_EQ(from(walk(root, "obj_end /a/1", 2), "obj_end /a/1"), (Lines{"obj_end /a/1", "array_end /a", "obj_end #"}));
-    // The root's own on_value ends the walk whatever it answers; only abort fails.
-    EXPECT_EQ(walk(root, "on_value #", 1), (Lines{"on_value #"}));
-    EXPECT_EQ(walk(root, "on_value #", 2), (Lines{"on_value #"}));
-    EXPECT_EQ(walk(root, "on_value #", 3, FALSE), (Lines{"on_value #"}));
-
-    // A skip from a scalar ends its container only: "c" is never seen.
-    JsonRoot nested(doc("[[\"a\",\"b\",\"c\"],9]"));
-    EXPECT_EQ(walk(nested, "on_str /0/1 b", 1),
-              (Lines{"on_value #", "on_array #", "array_begin #", "array_elem # 0 /0", "on_value /0", "on_array /0", "array_begin /0",
-                     "array_elem /0 0 /0/0", "on_value /0/0", "on_str /0/0 a", "array_elem /0 1 /0/1", "on_value /0/1", "on_str /0/1 b",
-                     "array_end /0", "array_elem # 1 /1", "on_value /1", "on_i64 /1 9", "array_end #"}));
-    // A stop deep down closes every open container, innermost first.
-    JsonRoot deep(doc("[[{\"k\":[5,6]}],7]"));
-    EXPECT_EQ(from(walk(deep, "on_i64 /0/0/k/0 5", 2), "on_i64 /0/0/k/0 5"),
-              (Lines{"on_i64 /0/0/k/0 5", "array_end /0/0/k", "obj_end /0/0", "array_end /0", "array_end #"}));
-
-    // A skip inside /b followed by obj_end /b answering stop.
-    KelJsonVisitor v = full_visitor();
-    v.on_u64 = [](KelJson *, guint64, gpointer d) { return rec(d)->record("skip"), 1; };
-    Recorder r;
-    r.answer_line = "obj_end /b";
-    r.answer = 2;
-    EXPECT_TRUE(kel_json_visit(root, &v, &r));
-    EXPECT_EQ(from(r.trace, "skip"), (Lines{"skip", "obj_end /b", "obj_end #"}));
-}
 
 // The walk as its rules read, recursive, as the reference for the
 // explicit-stack implementation.
@@ -290,11 +162,12 @@ gboolean model_visit(KelJson *root, const KelJsonVisitor *vis, gpointer d)
     return r != 0 ? r != 3 : model_iterate(root, vis, d) != 3;
 }
 
-// Every answer at every callback, with all slots set and with only some (empty
-// slots act as answering 0 and the key order is the default one).
+// Every answer at every callback (and none), with all slots set, with the key
+// list reversed, and with only some slots (empty ones act as answering 0 and
+// the key order is the object's own), over every kind and over scalar roots.
 TEST(VisitTravel, EveryCallbackEveryAnswerMatchesTheModel)
 {
-    JsonRoot root(every_kind());
+    JsonRoot docs[] = {JsonRoot(every_kind()), JsonRoot(doc("{\"m\":null,\"a\":[],\"z\":{},\"b\":1}")), JsonRoot(doc("42")), JsonRoot(doc("[]"))};
     const KelJsonVisitor full = full_visitor();
     KelJsonVisitor sparse{};
     sparse.on_array = full.on_array;
@@ -304,20 +177,21 @@ TEST(VisitTravel, EveryCallbackEveryAnswerMatchesTheModel)
     sparse.obj_end = full.obj_end;
     sparse.obj_member = full.obj_member;
     sparse.array_begin = full.array_begin;
-    for (const KelJsonVisitor *v : {&full, const_cast<const KelJsonVisitor *>(&sparse)}) {
-        Recorder plain;
-        ASSERT_TRUE(kel_json_visit(root, v, &plain));
-        for (int at = 0; at < static_cast<int>(plain.trace.size()); at++) {
-            for (int answer : {1, 2, 3, 7, -1}) {
-                Recorder got, want;
-                got.answer_at = want.answer_at = at;
-                got.answer = want.answer = answer;
-                const gboolean got_ok = kel_json_visit(root, v, &got);
-                ASSERT_EQ(got_ok, model_visit(root, v, &want)) << "answer " << answer << " at " << plain.trace[at];
-                ASSERT_EQ(got.trace, want.trace) << "answer " << answer << " at " << plain.trace[at];
-            }
+    for (const JsonRoot &root : docs)
+        for (const auto &[v, alpha] : {std::pair{&full, true}, std::pair{&full, false}, std::pair{const_cast<const KelJsonVisitor *>(&sparse), true}}) {
+            Recorder plain;
+            ASSERT_TRUE(kel_json_visit(root, v, &plain));
+            for (int at = -1; at < static_cast<int>(plain.trace.size()); at++)
+                for (int answer : {1, 2, 3, 7, -1}) {
+                    Recorder got, want;
+                    got.answer_at = want.answer_at = at;
+                    got.answer = want.answer = answer;
+                    got.alpha_keys = want.alpha_keys = alpha;
+                    const std::string where = "answer " + std::to_string(answer) + " at " + (at < 0 ? "none" : plain.trace[at]);
+                    ASSERT_EQ(kel_json_visit(root, v, &got), model_visit(root, v, &want)) << where;
+                    ASSERT_EQ(got.trace, want.trace) << where;
+                }
         }
-    }
 }
 
 TEST(VisitArgs, UnknownKindAborts)
