@@ -196,6 +196,11 @@ std::vector<Row> all_rows()
           return Out() << b(kel_json_obj_iter_init(nullptr, o)) << b(kel_json_obj_iter_init(&iter, nullptr)) << b(kel_json_obj_foreach(o, nullptr, nullptr))
                        << b(kel_json_visit(nullptr, &visitor, nullptr)) << b(kel_json_visit(o, nullptr, nullptr)) << p(kel_json_union(nullptr, o, 0, err))
                        << p(kel_json_union(o, nullptr, 0, err));),
+        R("kel_json_patch_apply kel_json_merge_patch", "F F NULL NULL {\"a\":1,\"b\":2} {\"a\":1} A:kel_json_merge_patch(patch) "
+          "A:kel_json_merge_patch(target) A:kel_json_patch_apply(patch) A:kel_json_patch_apply(doc)",
+          Doc d("{\"a\":1}"); Doc none("[]"); Doc mp("{\"b\":2}"); JsonRoot m(kel_json_merge_patch(d, mp, nullptr));
+          return Out() << b(kel_json_patch_apply(nullptr, none, err)) << b(kel_json_patch_apply(d, nullptr, err))
+                       << p(kel_json_merge_patch(nullptr, mp, err)) << p(kel_json_merge_patch(d, nullptr, err)) << show(m) << show(d);),
         R("kel_json_sdump kel_json_sdump_ext kel_json_fdump", "F x F F untouched F F 0 F W:kel_json_sdump_ext(root) W:kel_json_sdump_ext(out) "
           "W:kel_json_sdump(root) W:kel_json_sdump(out) W:kel_json_fdump(root) W:kel_json_fdump(out)",
           Doc j("[1]"); GStr g("x"); char sentinel[] = "untouched"; char *out = sentinel; FILE *f = tmpfile(); Out o;
