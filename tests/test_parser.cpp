@@ -56,16 +56,11 @@ TEST(Parse, DocumentsKindsAndParents)
     for (const auto &[text, type] : kinds)
         EXPECT_EQ(type_of(text), type) << text;
 
+    // A root owns its tree; each value knows its parent and where it sits.
     JsonRoot root(kel_json_loads("{\"list\":[10,\"s\",{\"k\":true}],\"o\":{\"n\":null}}", 0, nullptr));
-    ASSERT_NE(root.get(), nullptr);
-    EXPECT_TRUE(root->refcount == 0 && root->parent == nullptr && root->flags == 0);  // a root, owning
     KelJson *list = member(root, "list");
-    EXPECT_TRUE(list->parent == root.get() && list->refcount == 1 && list->flags == 0);
-    EXPECT_STREQ(kel_json_parent_key(list), "list");
-    for (int i = 0; i < 3; i++) {
-        KelJson *elem = at(list, i);
-        EXPECT_TRUE(elem->parent == list && elem->refcount == 1 && kel_json_parent_index(elem) == i) << i;
-    }
+    EXPECT_TRUE(root->refcount == 0 && root->parent == nullptr && list->refcount == 1 && list->parent == root.get());
+    EXPECT_EQ(kel_json_parent_index(at(list, 2)), 2);
     EXPECT_EQ(kel_test::pointer_of(member(at(list, 2), "k")), "/list/2/k");
     EXPECT_EQ(kel_test::pointer_of(member(member(root, "o"), "n")), "/o/n");
 }
@@ -352,33 +347,32 @@ TEST(Parse, StringInputOf2GiBIsRefused)
     munmap(base, total + page);
 }
 
-TEST(Parse, KeepRefsLeavesRefObjectsPlainAndExternalUrisAreNamed)
+TEST(Parse, KeepRefsLeavesRefObjectsPlain)
 {
     const char *text = R"({"a": {"$ref": "#/b"}, "b": 1, "s": {"$ref": "http://example.com/s.json#/d"}})";
     JsonRoot kept(kel_json_loads(text, KEL_JSON_LOAD_KEEP_REFS, nullptr));
-    ASSERT_NE(kept.get(), nullptr);
     for (const char *key : {"a", "s"})
         EXPECT_EQ(member(kept, key)->type, KEL_JSON_OBJECT) << key;
-    EXPECT_STREQ(kel_json_obj_get_str_base(member(kept, "s"), "$ref", nullptr), "http://example.com/s.json#/d");
     EXPECT_EQ(dump(kept), R"({"a":{"$ref":"#/b"},"b":1,"s":{"$ref":"http://example.com/s.json#/d"}})");
+}
 
-    // Without the flag: references, and the ones naming another document
-    // say so whichever way they are followed.
+// References naming another document say so whichever way they are followed.
+TEST(Parse, ExternalReferencesAreNamed)
+{
     JsonRoot refs(kel_test::parse(R"({"b": 1, "r": {"$ref": "#/b"}, "x": [{"$ref": "other.json#/b"}, {"$ref": "urn:x:y"},
                            {"$ref": "a"}]})"));
     EXPECT_EQ(kel_json_i64_get(kel_json_jref_deref_base(member(refs, "r"), nullptr)), 1);
-    const std::pair<int, std::string> cases[] = {
-        {0, "-7 external references are not supported: other.json#/b"},
-        {1, "-7 external references are not supported: urn:x:y"},
-        {2, "-7 Relative JSON pointers are not supported: a"},  // no document named: a pointer without "/"
+    const char *const messages[] = {
+        "-7 external references are not supported: other.json#/b", "-7 external references are not supported: urn:x:y",
+        "-7 Relative JSON pointers are not supported: a",  // no document named: a pointer without "/"
     };
     ErrorSlot err;
-    for (const auto &[index, message] : cases) {
+    for (int index = 0; index < 3; index++) {
         KelJson *ref = at(member(refs, "x"), index);
         EXPECT_EQ(kel_json_jref_resolve_base(ref, &err), nullptr);
-        EXPECT_EQ(err.pop(), message);
+        EXPECT_EQ(err.pop(), messages[index]);
         EXPECT_EQ(kel_json_jref_deref_base(ref, &err), nullptr);
-        EXPECT_EQ(err.pop(), message);
+        EXPECT_EQ(err.pop(), messages[index]);
     }
     EXPECT_FALSE(kel_json_jref_expand(refs, &err));
     EXPECT_EQ(err.pop().rfind("-7 external references are not supported: ", 0), 0u);
