@@ -1,8 +1,6 @@
 // The serializer: compact and pretty text, number forms, references, failures
-// and the two sinks (deep documents are in test_deep).
-#include <unistd.h>
-
-#include <algorithm>
+// and the two sinks. Deep documents are in test_deep; the "%f" form against
+// printf in test_json_numbers, integers against printf in test_fast_paths.
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -17,7 +15,6 @@ namespace {
 constexpr guint32 kSorted = KEL_JSON_DUMP_SORTED;
 constexpr guint32 kPretty = KEL_JSON_DUMP_PRETTY | KEL_JSON_DUMP_SORTED;
 constexpr guint32 kRoundtrip = KEL_JSON_DUMP_REAL_ROUNDTRIP;
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // kel_json_sdump_ext into a GString that already holds `prefix`.
 std::string sdump_ext(KelJson *root, guint32 flags, gint32 indent, gboolean *ok = nullptr, const std::string &prefix = "")
@@ -45,14 +42,18 @@ std::string fdump(KelJson *root, guint32 flags, gint32 indent, gboolean *ok)
     return s;
 }
 
-std::string dump_double(double v, guint32 flags = kSorted) { return dump(JsonRoot(kel_json_double_new_base(v)), flags); }
-
-std::string printf_f(double v)
+// Every sink refuses `root`: kel_json_sdump returns no text, the string sink
+// keeps `partial` after what its GString held, the file sink has written `written`.
+void expect_dump_fails(KelJson *root, guint32 flags, const std::string &partial, const std::string &written)
 {
-    char *s = g_strdup_printf("%f", v);
-    std::string r(s);
-    g_free(s);
-    return r;
+    char *out = reinterpret_cast<char *>(1);
+    EXPECT_FALSE(kel_json_sdump(root, &out, flags));
+    EXPECT_EQ(out, nullptr);
+    gboolean ok;
+    EXPECT_EQ(sdump_ext(root, flags, 0, &ok, "pre:"), "pre:" + partial);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(fdump(root, flags, 0, &ok), written);
+    EXPECT_FALSE(ok);
 }
 
 // Every kind, extreme numbers, escapes, empty and nested containers and
@@ -64,38 +65,34 @@ KelJson *mixed_doc()
         "ref": {"$ref": "#/list/0"}, "empty_obj": {},
         "list": [[], {"f": false, "n": null, "r": {"$ref": "#"}, "deeper": [0.1, ""]}]})");
     kel_json_obj_put_u64_base(root, "umax", G_MAXUINT64, nullptr);
-    kel_json_obj_put_u128_base(root, "small", KelUint128{5, 0}, nullptr);
+    kel_json_obj_put_u128_base(root, "small", KelUint128{0, 0}, nullptr);
     return root;
 }
 
 }  // namespace
 
-TEST(DumpShape, CompactPrettyAndIndentation)
+TEST(DumpShape, CompactAndPrettyForms)
 {
-    JsonRoot small(parse(R"({"b": [1, true, null], "a": "x"})"));
-    EXPECT_EQ(dump(small, kSorted), "{\"a\":\"x\",\"b\":[1,true,null]}");
-    gboolean ok;
-    EXPECT_EQ(sdump_ext(small, kSorted, 0, &ok, "x = "), "x = {\"a\":\"x\",\"b\":[1,true,null]}");  // appends
-    EXPECT_TRUE(ok);
-    JsonRoot root(parse(R"({"b": [1, 2], "a": {}})"));
-    EXPECT_EQ(dump(root, kPretty), "{\n"
-                                   "  \"a\": {\n"
-                                   "  },\n"
-                                   "  \"b\": [\n"
-                                   "    1,\n"
-                                   "    2\n"
-                                   "  ]\n"
-                                   "}");
     const std::tuple<const char *, guint32, std::string> cases[] = {
+        {R"({"b": [1, true, null], "a": "x"})", kSorted, "{\"a\":\"x\",\"b\":[1,true,null]}"},
+        {R"({"b": [1, 2], "a": {}})", kPretty, "{\n  \"a\": {\n  },\n  \"b\": [\n    1,\n    2\n  ]\n}"},
         {"{}", 0, "{}"}, {"[]", 0, "[]"}, {"{}", KEL_JSON_DUMP_PRETTY, "{\n}"}, {"[]", KEL_JSON_DUMP_PRETTY, "[\n]"},
-        {"{\"k\\\"1\": \"line\\nbreak\\t/\\\\\"}", 0, "{\"k\\\"1\":\"line\\nbreak\\t/\\\\\"}"}};
+        {"{\"k\\\"1\": \"line\\nbreak\\t/\\\\\"}", 0, "{\"k\\\"1\":\"line\\nbreak\\t/\\\\\"}"},
+        {"{\"k\\\"1\": [\"v\"]}", KEL_JSON_DUMP_PRETTY, "{\n  \"k\\\"1\": [\n    \"v\"\n  ]\n}"},  // an escaped name
+        {"[{\"$ref\": \"#\"}, 3]", KEL_JSON_DUMP_PRETTY, "[\n  {\n    \"$ref\": \"#\"\n  },\n  3\n]"},
+        {"[18446744073709551616]", 0, "[18446744073709551616]"},
+        {"[340282366920938463463374607431768211455]", KEL_JSON_DUMP_U128_STR, "[\"340282366920938463463374607431768211455\"]"}};
     for (const auto &[text, flags, expected] : cases)
         EXPECT_EQ(dump(JsonRoot(parse(text)), flags), expected) << text;
+}
 
-    // The initial indentation shifts the following lines; a negative one is
-    // what printf's "%*s" makes of it; without pretty mode it changes nothing.
+// The initial indentation shifts the following lines; a negative one is what
+// printf's "%*s" makes of it; without pretty mode it changes nothing. The
+// text is appended to what the GString holds.
+TEST(DumpShape, InitialIndentation)
+{
     JsonRoot one(parse("[1]"));
-    EXPECT_EQ(sdump_ext(one, KEL_JSON_DUMP_PRETTY, 4), "[\n      1\n    ]");
+    EXPECT_EQ(sdump_ext(one, KEL_JSON_DUMP_PRETTY, 4, nullptr, "x = "), "x = [\n      1\n    ]");
     EXPECT_EQ(sdump_ext(one, 0, 4), "[1]");
     char *want = g_strdup_printf("[\n%*s1\n%*s]", -2, "", -4, "");
     EXPECT_EQ(sdump_ext(one, KEL_JSON_DUMP_PRETTY, -4), want);
@@ -124,93 +121,74 @@ TEST(DumpShape, MemberOrderIsThatOfTheKeyLists)
     }
 }
 
-TEST(DumpNumbers, IntegersAndUint128)
+TEST(DumpNumbers, RoundtripFormIsShortestAndAlwaysAReal)
 {
-    EXPECT_EQ(dump(JsonRoot(kel_json_i64_new_base(G_MININT64))), "-9223372036854775808");
-    EXPECT_EQ(dump(JsonRoot(kel_json_u64_new_base(G_MAXUINT64))), "18446744073709551615");
-    EXPECT_EQ(dump(JsonRoot(kel_json_u64_new_base(0))), "0");
-    JsonRoot two64(kel_json_u128_new_base(KelUint128{0, 1})), max(kel_json_u128_new_base(KelUint128{~0ULL, ~0ULL}));
-    EXPECT_EQ(dump(two64, 0), "18446744073709551616");
-    EXPECT_EQ(dump(two64, KEL_JSON_DUMP_U128_STR), "\"18446744073709551616\"");
-    EXPECT_EQ(dump(max, 0), "340282366920938463463374607431768211455");
-    EXPECT_EQ(dump(JsonRoot(kel_json_u128_new_base(KelUint128{0, 0})), KEL_JSON_DUMP_U128_STR), "\"0\"");
-}
-
-TEST(DumpNumbers, FixedAndRoundtripForms)
-{
-    const std::pair<double, const char *> fixed[] = {
-        {0.1, "0.100000"}, {1e-7, "0.000000"}, {1e20, "100000000000000000000.000000"}, {-0.0, "-0.000000"}};
-    for (const auto &[v, text] : fixed)
-        EXPECT_EQ(dump_double(v), text);
-    EXPECT_EQ(dump_double(1e300), printf_f(1e300));
     const std::pair<double, const char *> shortest[] = {
         {0.1, "0.1"}, {1.0, "1.0"}, {-0.0, "-0.0"}, {0.0, "0.0"}, {-2.5, "-2.5"}, {100.0, "100.0"}, {123.456, "123.456"},
         {1e300, "1e+300"}, {5e-324, "5e-324"}, {0.30000000000000004, "0.30000000000000004"},
         {std::numeric_limits<double>::max(), "1.7976931348623157e+308"}};
     for (const auto &[v, text] : shortest)
-        EXPECT_EQ(dump_double(v, kRoundtrip), text);
-    EXPECT_EQ(dump_double(2.0, kRoundtrip | kPretty | KEL_JSON_DUMP_U128_STR), "2.0");  // other flags change nothing
-
-    // Refused in either form and by either sink: NaN and infinities, with
-    // the text so far and no closing.
-    for (double v : {kInf, -kInf, std::nan("")})
-        for (guint32 flags : {0u, kRoundtrip}) {
-            JsonRoot arr(parse("[1]"));
-            kel_json_array_push_double_base(arr, v, nullptr);
-            char *out = reinterpret_cast<char *>(1);
-            EXPECT_FALSE(kel_json_sdump(arr, &out, flags));
-            EXPECT_EQ(out, nullptr);
-            gboolean ok;
-            EXPECT_EQ(sdump_ext(arr, flags, 0, &ok), "[1,");
-            EXPECT_FALSE(ok);
-            EXPECT_EQ(fdump(arr, flags, 0, &ok), "[1,");
-            EXPECT_FALSE(ok);
-        }
+        EXPECT_EQ(dump(JsonRoot(kel_json_double_new_base(v)), kRoundtrip), text);
+    // Other flags change nothing.
+    EXPECT_EQ(dump(JsonRoot(kel_json_double_new_base(2.0)), kRoundtrip | kPretty | KEL_JSON_DUMP_U128_STR), "2.0");
 }
 
-TEST(DumpNumbers, RoundtripReadsBackAsTheSameDouble)
+// Zeros, subnormals, the normal limits, integral values beyond 2^53, short
+// mantissas and random bit patterns: each must come back from the library's
+// own parser as a double with the same bits (so -0.0 counts).
+TEST(DumpNumbers, RoundtripTextLoadsBackBitForBit)
 {
-    std::mt19937_64 rng(99);
-    for (int i = 0; i < 20000; i++) {
-        guint64 bits = rng();
-        if (i % 4 == 0)
-            bits &= 0xFFFFFFFF00000000ULL;  // short mantissas: integral and round values
-        double v;
-        std::memcpy(&v, &bits, sizeof v);
-        if (i % 8 == 1)
-            v = std::trunc(static_cast<double>(static_cast<gint64>(rng() >> (rng() % 64))));
-        if (!std::isfinite(v))
-            continue;
-        const std::string s = dump_double(v, kRoundtrip);
-        ASSERT_TRUE(s.find_first_of(".e") != std::string::npos) << s;  // a double token, not an integer
-        const double back = g_ascii_strtod(s.c_str(), nullptr);
-        ASSERT_EQ(std::memcmp(&back, &v, sizeof v), 0) << s;  // bits, so that -0.0 counts
+    std::vector<double> v = {0.0, -0.0, 5e-324, -5e-324, std::numeric_limits<double>::denorm_min() * 12345,
+                             2.2250738585072009e-308, std::numeric_limits<double>::min(), std::numeric_limits<double>::max(),
+                             -std::numeric_limits<double>::max(), 9007199254740993.0, 1e23, 0.1, 1.0};
+    std::mt19937_64 rng(7);
+    while (v.size() < 20000) {
+        const std::size_t kind = v.size() % 4;  // short mantissas (round values), subnormals, integral, any
+        const guint64 bits = rng() & (kind == 0 ? 0xFFFFFFFF00000000ULL : kind == 1 ? 0x800FFFFFFFFFFFFFULL : ~0ULL);
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        if (kind == 2)  // "12345.0", not an integer token
+            d = std::trunc(static_cast<double>(static_cast<gint64>(rng() >> (rng() % 64))));
+        if (std::isfinite(d))
+            v.push_back(d);
+    }
+    JsonRoot arr(kel_json_array_new_base(0, FALSE));
+    for (double d : v)
+        kel_json_array_push_double_base(arr, d, nullptr);
+    ErrorSlot err;
+    JsonRoot back(kel_json_loads(dump(arr, kRoundtrip).c_str(), 0, &err));
+    ASSERT_NE(back.get(), nullptr) << err.message();
+    for (std::size_t i = 0; i < v.size(); i++) {
+        KelJson *e = at(back, static_cast<int>(i));
+        const double d = e->type == KEL_JSON_DOUBLE ? kel_json_double_get(e) : std::nan("");
+        ASSERT_EQ(std::memcmp(&d, &v[i], sizeof d), 0) << dump(JsonRoot(kel_json_double_new_base(v[i])), kRoundtrip);
     }
 }
 
-TEST(DumpRef, CompactPrettyAndInvalidUri)
+// JSON has no spelling for NaN and infinities: refused in either form, with
+// the text so far and no closing.
+TEST(DumpFail, NonFiniteDoubles)
 {
-    JsonRoot ref(kel_json_jref_new_base("#/a/0", nullptr));
-    EXPECT_EQ(dump(ref, 0), "{\"$ref\":\"#/a/0\"}");
-    EXPECT_EQ(dump(ref, KEL_JSON_DUMP_PRETTY), "{\n  \"$ref\": \"#/a/0\"\n}");
-    EXPECT_EQ(dump(JsonRoot(parse("[{\"$ref\": \"#\"}, 3]")), KEL_JSON_DUMP_PRETTY), "[\n  {\n    \"$ref\": \"#\"\n  },\n  3\n]");
+    for (double v : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), std::nan("")})
+        for (guint32 flags : {0u, kRoundtrip}) {
+            JsonRoot arr(parse("[1]"));
+            kel_json_array_push_double_base(arr, v, nullptr);
+            expect_dump_fails(arr, flags, "[1,", "[1,");
+        }
+}
 
-    // A URI that cannot be escaped: the reference still gets its closing
-    // brace; the string sink frames the failed text in quotes, the file sink
-    // writes nothing for it.
+// A URI that cannot be escaped: the reference still gets its closing brace;
+// the string sink frames the failed text in quotes, the file sink writes
+// nothing for it.
+TEST(DumpFail, UnescapableUriStillClosesItsReference)
+{
     JsonRoot arr(kel_json_array_new_base(0, FALSE));
     kel_json_array_push_base(arr, kel_json_jref_new_base("#/\xff", nullptr), nullptr);
     kel_json_array_push_i64_base(arr, 3, nullptr);
+    expect_dump_fails(arr, 0, "[{\"$ref\":\"\"}", "[{\"$ref\":}");
     gboolean ok;
-    EXPECT_EQ(sdump_ext(arr, 0, 0, &ok), "[{\"$ref\":\"\"}");
-    EXPECT_FALSE(ok);
     EXPECT_EQ(sdump_ext(arr, KEL_JSON_DUMP_PRETTY, 0, &ok), "[\n  {\n    \"$ref\": \"\"\n  }");
     EXPECT_FALSE(ok);
-    EXPECT_EQ(fdump(arr, 0, 0, &ok), "[{\"$ref\":}");
-    EXPECT_FALSE(ok);
-    char *out = reinterpret_cast<char *>(1);
-    EXPECT_FALSE(kel_json_sdump(arr, &out, 0));
-    EXPECT_EQ(out, nullptr);
 }
 
 TEST(DumpFail, InvalidMemberNameLeavesPartialTextWithoutClosing)
@@ -218,35 +196,24 @@ TEST(DumpFail, InvalidMemberNameLeavesPartialTextWithoutClosing)
     JsonRoot root(parse("[1]"));
     KelJson *obj = kel_json_array_push_obj_base(root, nullptr);
     ASSERT_NE(kel_json_obj_put_i64_base(obj, "bad\xc3\x28", 2, nullptr), nullptr);
-    char *out = reinterpret_cast<char *>(1);
-    EXPECT_FALSE(kel_json_sdump(root, &out, 0));
-    EXPECT_EQ(out, nullptr);
-    gboolean ok;
-    EXPECT_EQ(sdump_ext(root, 0, 0, &ok, "pre:"), "pre:[1,{\"\"");
-    EXPECT_FALSE(ok);
-    EXPECT_EQ(fdump(root, 0, 0, &ok), "[1,{");
-    EXPECT_FALSE(ok);
+    expect_dump_fails(root, 0, "[1,{\"\"", "[1,{");
 }
 
 TEST(DumpFail, StreamWhoseWritesFail)
 {
+    FILE *full = fopen("/dev/full", "w");
+    ASSERT_NE(full, nullptr);
+    setvbuf(full, nullptr, _IONBF, 0);
     JsonRoot root(parse(R"({"b": [1, true, null], "a": "x"})"));
-    if (FILE *full = fopen("/dev/full", "w")) {
-        setvbuf(full, nullptr, _IONBF, 0);
-        EXPECT_FALSE(kel_json_fdump(root, full, kSorted, 0));
-        EXPECT_FALSE(kel_json_fdump(root, full, kPretty, 0));
-        EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("\"x\"")), full, 0, 0));  // through the string writer
-        EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("1")), full, 0, 0));      // through print
-        fclose(full);
-    }
-    char path[] = "/tmp/kel_dump_XXXXXX";  // a stream opened for reading only
-    close(mkstemp(path));
-    FILE *ro = fopen(path, "r");
-    EXPECT_FALSE(kel_json_fdump(root, ro, kSorted, 0));
-    fclose(ro);
-    remove(path);
+    EXPECT_FALSE(kel_json_fdump(root, full, kSorted, 0));
+    EXPECT_FALSE(kel_json_fdump(root, full, kPretty, 0));
+    EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("\"x\"")), full, 0, 0));  // through the string writer
+    EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("1")), full, 0, 0));      // through print
+    fclose(full);
 }
 
+// The string sink has a walk and fast paths of its own: the file sink must
+// write the same bytes, whatever the flags and indentation.
 TEST(DumpSinks, FileMatchesStringAndTextParsesBack)
 {
     JsonRoot root(mixed_doc());
@@ -259,42 +226,10 @@ TEST(DumpSinks, FileMatchesStringAndTextParsesBack)
         }
     const std::string s = dump(root, kSorted | KEL_JSON_DUMP_U128_STR);
     for (const char *part : {"\"big\":\"340282366920938463463374607431768211455\"", "\"min\":-9223372036854775808",
-                             "\"umax\":18446744073709551615", "\"d\":-1234.567800", "\"ref\":{\"$ref\":\"#/list/0\"}",
+                             "\"umax\":18446744073709551615", "\"small\":\"0\"", "\"d\":-1234.567800", "\"ref\":{\"$ref\":\"#/list/0\"}",
                              "\"esc\\\"key\\n\":\"tab\\there \\\"q\\\" \\\\ \\u0001 \xc3\xa9\"",
                              "\"list\":[[],{\"deeper\":[0.100000,\"\"],\"f\":false,\"n\":null,\"r\":{\"$ref\":\"#\"}}]"})
         EXPECT_NE(s.find(part), std::string::npos) << part << " in " << s;
     JsonRoot back(parse(dump(root, kPretty | kRoundtrip).c_str()));
     EXPECT_EQ(dump(back, kSorted | kRoundtrip), dump(root, kSorted | kRoundtrip));
-}
-
-TEST(DumpNumbers, RoundtripTextLoadsBackBitForBit)
-{
-    // Every kind of finite double: zeros, subnormals (the smallest and the
-    // largest), the normal limits, integral values beyond 2^53, and random
-    // bit patterns; loaded back by the library's own parser.
-    std::vector<double> v = {0.0, -0.0, 5e-324, -5e-324, std::numeric_limits<double>::denorm_min() * 12345,
-                             2.2250738585072009e-308, std::numeric_limits<double>::min(), std::numeric_limits<double>::max(),
-                             -std::numeric_limits<double>::max(), 9007199254740993.0, 1e23, 0.1, 1.0};
-    std::mt19937_64 rng(7);
-    while (v.size() < 3000) {
-        guint64 bits = rng();
-        if (v.size() % 3 == 0)
-            bits &= 0x800FFFFFFFFFFFFFULL;  // subnormal
-        double d;
-        std::memcpy(&d, &bits, sizeof d);
-        if (std::isfinite(d))
-            v.push_back(d);
-    }
-    JsonRoot arr(kel_json_array_new_base(0, FALSE));
-    for (double d : v)
-        kel_json_array_push_double_base(arr, d, nullptr);
-    ErrorSlot err;
-    JsonRoot back(kel_json_loads(dump(arr, kRoundtrip).c_str(), 0, &err));
-    ASSERT_NE(back.get(), nullptr) << err.message();
-    for (std::size_t i = 0; i < v.size(); i++) {
-        KelJson *e = kel_json_array_get_base(back, static_cast<int>(i), 0, nullptr);
-        ASSERT_EQ(e->type, KEL_JSON_DOUBLE);
-        const double d = kel_json_double_get(e);
-        ASSERT_EQ(std::memcmp(&d, &v[i], sizeof d), 0) << dump_double(v[i], kRoundtrip);
-    }
 }

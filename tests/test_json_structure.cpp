@@ -45,24 +45,15 @@ TEST(JsonCopy, EveryKindCopiesEqualAndIndependent)
     JsonRoot src(parse(R"({"list": [1, {"$ref": "#/s"}], "s": "h\u00e9", "n": null, "t": true, "f": false, "d": -2.5,
                            "big": 340282366920938463463374607431768211455, "nested": {"o": {}, "a": [[], [null]]}})"));
     const std::string before = dump(src);
-    JsonRoot copy(kel_json_copy(src));
+    JsonRoot copy(kel_json_copy(src)), part(kel_json_copy(member(src, "nested")));  // a member's copy is a new root too
     EXPECT_EQ(dump(copy), before);
-    EXPECT_TRUE(copy->refcount == 0 && copy->parent == nullptr);
+    EXPECT_EQ(dump(part), R"({"a":[[],[null]],"o":{}})");
+    EXPECT_TRUE(copy->refcount == 0 && copy->parent == nullptr && part->refcount == 0 && part->parent == nullptr);
     KelJson *list = member(copy, "list");
-    EXPECT_NE(list, member(src, "list"));
     EXPECT_STREQ(kel_json_parent_key(list), "list");
     EXPECT_EQ(kel_json_parent_index(at(list, 1)), 1);
-    EXPECT_EQ(at(member(member(copy, "nested"), "a"), 1)->parent, member(member(copy, "nested"), "a"));
-    EXPECT_NE(member(copy, "s")->str, member(src, "s")->str);
     EXPECT_STREQ(kel_json_jref_uri(at(list, 1)), "#/s");  // copied as a reference, not followed
-    kel_json_array_push_i64_base(list, 2, nullptr);
-    kel_json_obj_remove(copy, "s");
-    EXPECT_EQ(dump(src), before);
-
-    KelJson *part = kel_json_copy(member(src, "nested"));  // a member's copy is a new root
-    EXPECT_TRUE(part->parent == nullptr && part->refcount == 0);
-    EXPECT_EQ(dump(part), R"({"a":[[],[null]],"o":{}})");
-    kel_json_unref(part);
+    EXPECT_NE(member(copy, "s")->str, member(src, "s")->str);
 }
 
 TEST(JsonCopy, BorrowingContainersCopyAsOwning)
@@ -72,17 +63,13 @@ TEST(JsonCopy, BorrowingContainersCopyAsOwning)
     kel_json_array_push_base(borrowed, member(owner, "y"), nullptr);
     kel_json_array_push_base(borrowed, member(owner, "x"), nullptr);
     JsonRoot copy(kel_json_copy(borrowed));
-    EXPECT_EQ(copy->flags, 0);
-    EXPECT_EQ(dump(copy), "[[true],1]");
-    for (int i = 0; i < 2; i++)
-        EXPECT_TRUE(kel_json_parent_index(at(copy, i)) == i && at(copy, i) != at(borrowed, i));
+    EXPECT_TRUE(copy->flags == 0 && dump(copy) == "[[true],1]");
+    EXPECT_TRUE(kel_json_parent_index(at(copy, 1)) == 1 && at(copy, 1) != at(borrowed, 1));
     // Member names come from the borrowing table, not from the members.
     JsonRoot borrowed_obj(kel_json_obj_new_base(TRUE));
     kel_json_obj_put_base(borrowed_obj, "other", member(owner, "x"), nullptr);
     JsonRoot obj_copy(kel_json_copy(borrowed_obj));
-    EXPECT_EQ(obj_copy->flags, 0);
-    EXPECT_STREQ(kel_json_parent_key(member(obj_copy, "other")), "other");
-    EXPECT_STREQ(kel_json_parent_key(member(owner, "x")), "x");
+    EXPECT_TRUE(obj_copy->flags == 0 && strcmp(kel_json_parent_key(member(obj_copy, "other")), "other") == 0);
 }
 
 TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
@@ -101,43 +88,38 @@ TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
     EXPECT_EQ(log.messages().size(), 2u);
 }
 
-TEST(JsonSurgery, OrphanSwapAndPlace)
+// The orphan keeps only the caller's counts: a middle element leaves null
+// behind, the last one shrinks the array, a member leaves its object.
+TEST(JsonSurgery, MakeOrphanDetachesFromEitherContainer)
 {
-    JsonRoot array(parse("[1, 2, 3]"));
-    KelJson *two = at(array, 1), *three = at(array, 2);
-    ASSERT_TRUE(kel_json_make_orphan_base(two));  // a middle element leaves null
-    EXPECT_EQ(dump(array), "[1,null,3]");
-    EXPECT_TRUE(two->parent == nullptr && two->refcount == 0);
-    kel_json_unref(two);
-    kel_json_ref(three);  // the caller's own count survives; the last element shrinks the array
-    ASSERT_TRUE(kel_json_make_orphan_base(three));
+    JsonRoot array(parse("[1, 2, 3]")), obj(parse(R"({"a": [1], "b": 2})"));
+    KelJson *two = at(array, 1), *three = at(array, 2), *a = member(obj, "a");
+    kel_json_ref(three);
+    for (KelJson *v : {two, three, a})
+        ASSERT_TRUE(kel_json_make_orphan_base(v));
     EXPECT_EQ(dump(array), "[1,null]");
-    EXPECT_TRUE(three->parent == nullptr && three->refcount == 1);
-    kel_json_unref(three);
-    JsonRoot obj(parse(R"({"a": [1], "b": 2, "c": 3})"));
-    KelJson *a = member(obj, "a");
-    ASSERT_TRUE(kel_json_make_orphan_base(a));
-    EXPECT_EQ(dump(obj), R"({"b":2,"c":3})");
-    EXPECT_TRUE(a->parent == nullptr && a->refcount == 0);
-    kel_json_unref(a);
+    EXPECT_EQ(dump(obj), R"({"b":2})");
+    EXPECT_TRUE(two->parent == nullptr && two->refcount == 0 && three->parent == nullptr && three->refcount == 1 && a->parent == nullptr);
+    for (KelJson *v : {two, three, a})
+        kel_json_unref(v);
     EXPECT_TRUE(kel_json_make_orphan_base(obj));  // a root: nothing to do
-    EXPECT_EQ(obj->refcount, 0);
+}
 
+TEST(JsonSurgery, SwapChildTakesTheOldPlace)
+{
+    JsonRoot obj(parse(R"({"b": 2, "c": 3})")), array(parse("[1, 2]"));
     KelJson *old_child = member(obj, "b"), *fresh = kel_json_str_new_base("new", nullptr);
     ErrorSlot err;
     ASSERT_TRUE(kel_json_swap_child_base(old_child, fresh, &err));
-    EXPECT_EQ(member(obj, "b"), fresh);
-    EXPECT_STREQ(kel_json_parent_key(fresh), "b");
+    EXPECT_TRUE(member(obj, "b") == fresh && strcmp(kel_json_parent_key(fresh), "b") == 0 && fresh->refcount == 1);
     EXPECT_TRUE(old_child->parent == nullptr && old_child->refcount == 0);
     kel_json_unref(old_child);
     EXPECT_FALSE(kel_json_swap_child_base(fresh, member(obj, "c"), &err));  // the new child has a parent
     EXPECT_EQ(err.code(), KEL_JSON_CHILD_OWNED);
     EXPECT_EQ(dump(obj), R"({"b":"new","c":3})");
-    EXPECT_TRUE(fresh->parent == obj.get() && fresh->refcount == 1);
-    KelJson *one = at(array, 0), *repl = kel_json_bool_new_base(TRUE);
+    KelJson *one = at(array, 1), *repl = kel_json_bool_new_base(TRUE);
     ASSERT_TRUE(kel_json_swap_child_base(one, repl, nullptr));
-    EXPECT_EQ(dump(array), "[true,null]");
-    EXPECT_EQ(kel_json_parent_index(repl), 0);
+    EXPECT_TRUE(dump(array) == "[1,true]" && kel_json_parent_index(repl) == 1);
     kel_json_unref(one);
     JsonRoot lone(kel_json_i64_new_base(5)), other(kel_json_i64_new_base(6));
     EXPECT_TRUE(kel_json_swap_child_base(lone, other, nullptr));  // no parent: nothing changes
@@ -159,7 +141,7 @@ TEST(JsonSurgery, ArrayPutFillsAppendsAndReplaces)
     err.clear();
 
     JsonRoot list(parse("[1, 2]"));
-    ASSERT_TRUE(kel_json_array_put_ext(list, 2, kel_json_i64_new_base(3), nullptr, &err));
+    ASSERT_TRUE(kel_json_array_put_ext(list, 2, kel_json_i64_new_base(3), nullptr, &err));  // appends without a fill
     // Replacing drops the array's count and one more: a value survives only
     // with two counts of the caller's own.
     KelJson *former = at(list, 0);
@@ -172,8 +154,8 @@ TEST(JsonSurgery, ArrayPutFillsAppendsAndReplaces)
     EXPECT_EQ(dump(list), "[9,2,8]");
     EXPECT_FALSE(err);
     JsonRoot seven(kel_json_i64_new_base(7));
-    EXPECT_FALSE(kel_json_array_put_ext(list, 5, seven, nullptr, &err));
-    EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 5 is out of bounds for JSON array \"\"");
+    EXPECT_FALSE(kel_json_array_put_ext(list, 4, seven, nullptr, &err));  // one past the end needs a fill
+    EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 4 is out of bounds for JSON array \"\"");
     EXPECT_EQ(dump(list), "[9,2,8]");
 }
 
@@ -300,15 +282,10 @@ TEST(JsonUnion, ObjectsMergeIntoANewTree)
 {
     Union u(R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0);
     ASSERT_NE(u.result, nullptr);
-    EXPECT_FALSE(u.err);
     EXPECT_TRUE(u.result != u.left.get() && u.result->refcount == 0 && u.result->parent == nullptr);
-    EXPECT_EQ(dump(u.result), R"({"a":1,"b":{"x":1,"y":2},"c":3})");
-    EXPECT_EQ(dump(u.left), R"({"a":1,"b":{"x":1}})");
     EXPECT_EQ(dump(u.right), R"({"b":{"y":2},"c":3})");
     EXPECT_EQ(member(u.result, "b")->parent, u.result);  // nothing shared with the operands
     EXPECT_NE(member(u.result, "a"), member(u.left, "a"));
-    Union equal(R"({"a": 1, "s": "t", "n": null})", R"({"a": 1.0, "s": "t", "n": null})", 0);  // equal by value
-    EXPECT_EQ(dump(equal.result), R"({"a":1,"n":null,"s":"t"})");
 }
 
 TEST(JsonUnion, ConflictsAndTheirResolution)
@@ -347,9 +324,7 @@ TEST(JsonUnion, ConflictsAndTheirResolution)
         EXPECT_KEL_ERROR(u.err, code, message);
         EXPECT_EQ(dump(u.left), dump(JsonRoot(parse(l))));
     }
-    const std::pair<const char *, const char *> primitives[] = {
-        {"1", "integer"}, {"18446744073709551615", "integer"}, {"1.5", "number"}, {"true", "boolean"},
-        {"\"s\"", "string"}, {"null", "null"}, {"{\"$ref\": \"#\"}", "reference"}};
+    const std::pair<const char *, const char *> primitives[] = {{"1.5", "number"}, {"null", "null"}, {"{\"$ref\": \"#\"}", "reference"}};
     for (const auto &[text, name] : primitives) {
         EXPECT_KEL_ERROR(Union(text, "{}", 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
         EXPECT_KEL_ERROR(Union("[]", text, 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
@@ -375,9 +350,12 @@ TEST(JsonUnion, PendingErrorSkipsOneSidedMembers)
     EXPECT_EQ(err->next, nullptr);
 }
 
-TEST(JsonUnion, ArraysPositionByPosition)
+// Objects merge by name (equal primitives by value), arrays position by position.
+TEST(JsonUnion, MergedTrees)
 {
     const std::tuple<const char *, const char *, guint, const char *> cases[] = {
+        {R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0, R"({"a":1,"b":{"x":1,"y":2},"c":3})"},
+        {R"({"a": 1, "s": "t", "n": null})", R"({"a": 1.0, "s": "t", "n": null})", 0, R"({"a":1,"n":null,"s":"t"})"},
         {"[1, 2]", "[1, 2, 3]", 0, "[1,2,3]"}, {"[1, 2, 3]", "[1]", 0, "[1,2,3]"}, {"[1, 2]", "[3, 4]", 12, "[1,2,3,4]"},
         {"[1, 2]", "[3]", 4, "[1,2,3]"}, {R"([1, {"a": 1}])", R"([1, {"b": 2}])", 0, R"([1,{"a":1,"b":2}])"},
         {"[[1]]", "[[2]]", 4, "[[1,2]]"}, {"[[1]]", "[[2]]", 12, "[[1],[2]]"}, {"[[1], [2]]", "[[1]]", 0, "[[1],[2]]"},
@@ -437,23 +415,17 @@ TEST(JsonUnion, InPlaceWithItselfOrAPartOfItself)
     EXPECT_EQ(dump(left), R"({"a":1,"b":2})");
 }
 
-// Far deeper than recursion could go on the default stack.
+// Far deeper than recursion could go on the default stack (plain copies and
+// equality of such chains are checked in test_deep).
 class JsonCopyDeep : public ::testing::TestWithParam<bool> {};
 
-TEST_P(JsonCopyDeep, MillionLevelChainsCopyCompareAndUnite)
+TEST_P(JsonCopyDeep, MillionLevelChainsCompareAndUnite)
 {
     constexpr int kDepth = 1000000;
     const bool objects = GetParam();
     KelJson *leaf_l = nullptr, *leaf_r = nullptr;
     JsonRoot left(deep_chain(objects, kDepth, &leaf_l)), right(deep_chain(objects, kDepth, &leaf_r));
     JsonRoot copy(kel_json_copy(left));
-    ASSERT_NE(copy.get(), nullptr);
-    int depth = 1;
-    for (KelJson *j = copy, *c; (c = objects ? member(j, "k") : at(j, 0)) != nullptr && c->parent == j; j = c)
-        depth++;
-    EXPECT_EQ(depth, kDepth);
-    EXPECT_TRUE(kel_json_subset(copy, right, KEL_JSON_SUBSET_EQUAL));
-
     if (objects) {
         kel_json_obj_put_i64_base(leaf_l, "l", 1, nullptr);
         kel_json_obj_put_i64_base(leaf_r, "r", 2, nullptr);

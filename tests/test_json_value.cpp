@@ -50,9 +50,21 @@ std::string fits(KelJson *value, gboolean convert = TRUE)
     return s;
 }
 
+// The error a call left (taken off the chain), when it failed.
+std::string failure(ErrorSlot &err, bool failed) { return failed ? err.pop() : "<did not fail>"; }
+
+// A borrowing array listing `values` (each gains a count).
+KelJson *view_of(std::initializer_list<KelJson *> values)
+{
+    KelJson *view = kel_json_array_new_base(0, TRUE);
+    for (KelJson *v : values)
+        kel_json_array_push_base(view, v, nullptr);
+    return view;
+}
+
 }  // namespace
 
-TEST(JsonValue, ConstructorsAndStrings)
+TEST(JsonValue, ConstructorsMakeFreshRoots)
 {
     const std::pair<KelJson *, KelJsonType> made[] = {
         {kel_json_null_new_base(), KEL_JSON_NULL}, {kel_json_bool_new_base(42), KEL_JSON_TRUE}, {kel_json_bool_new_base(0), KEL_JSON_FALSE},
@@ -65,14 +77,37 @@ TEST(JsonValue, ConstructorsAndStrings)
     EXPECT_EQ(kel_json_jref_uri(made[5].first), nullptr);
     for (const auto &m : made)
         kel_json_unref(m.first);  // a new value dies on its first unref
+}
 
-    EXPECT_STREQ(JsonRoot(kel_json_str_new_len_base("abc", 0, nullptr))->str, "");
+// The length form and the put built on it: NUL bytes inside the length are
+// refused (before the UTF-8 check), invalid UTF-8 is shown byte by byte.
+TEST(JsonValue, StringTextIsTakenWholeOrRefused)
+{
+    JsonRoot obj(kel_json_obj_new_base(FALSE)), arr(kel_json_array_new_base(0, FALSE));
     ErrorSlot err;
-    EXPECT_EQ(kel_json_str_new_len_base("\xC3\x28", 2, &err), nullptr);
-    EXPECT_EQ(err.domain(), kel_json_error_domain());
-    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: C3 28 ");
-    EXPECT_EQ(kel_json_str_new_base("a\xE2\x82", &err), nullptr);  // reported under the length form's name
-    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: 61 E2 82 ");
+    const struct {
+        const char *text;
+        gsize len;
+        const char *error;  // NULL: accepted
+    } cases[] = {{"abc", 0, nullptr}, {"ab\0cd", 2, nullptr},
+                 {"\xC3\x28", 2, "Character sequence is not valid UTF-8: C3 28 "},
+                 {"ab\0cd", 5, "string contains a NUL byte at offset 2"}, {"\0", 1, "string contains a NUL byte at offset 0"},
+                 {"ok\0\xff", 4, "string contains a NUL byte at offset 2"}};
+    for (const auto &c : cases) {
+        JsonRoot made(kel_json_str_new_len_base(c.text, c.len, &err));
+        KelJson *put = kel_json_obj_put_str_len_base(obj, "k", c.text, c.len, &err);
+        EXPECT_TRUE(!err || err.domain() == kel_json_error_domain());
+        const std::string want = c.error ? std::string("-1 kel_json_str_new_len_base: ") + c.error : "<did not fail>";
+        EXPECT_EQ(failure(err, put == nullptr), want) << c.len;  // the put reports the constructor's error, alone
+        EXPECT_EQ(failure(err, made.get() == nullptr), want) << c.len;
+        EXPECT_TRUE(c.error || (made->str == std::string(c.text, c.len) && put == member(obj, "k")));
+        EXPECT_FALSE(err);
+    }
+    // The whole-string forms report under the length form's name.
+    const std::string bad = "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: ";
+    EXPECT_EQ(failure(err, kel_json_str_new_base("a\xE2\x82", &err) == nullptr), bad + "61 E2 82 ");
+    EXPECT_EQ(failure(err, kel_json_array_push_str_base(arr, "\xED\xA0\x80", &err) == nullptr), bad + "ED A0 80 ");
+    EXPECT_TRUE(!err && kel_json_array_size(arr) == 0);
 }
 
 TEST(JsonValue, Utf8Validator)
@@ -95,38 +130,30 @@ TEST(JsonValue, Utf8Validator)
     EXPECT_EQ(utf8_check_string("abc\xFF", 3), 1);
 }
 
-TEST(JsonValue, ReferenceCountStates)
+TEST(JsonValue, MembersOutliveTheirTreeOnlyWhileHeld)
 {
-    KelJson *held = kel_json_null_new_base();  // held: counts up and down, freed at zero
-    kel_json_ref(held);
-    kel_json_ref(held);
-    kel_json_unref(held);
-    EXPECT_EQ(held->refcount, 1);
-    kel_json_unref(held);
-
-    JsonRoot doc(parse(R"([{"deep": ["leaf"]}])"));
+    KelJson *doc = parse(R"([{"deep": ["leaf"]}])");
     KelJson *deep = member(at(doc, 0), "deep"), *leaf = at(deep, 0);
     kel_json_unref(leaf);  // a member never goes below 1
     kel_json_unref(leaf);
-    EXPECT_TRUE(leaf->refcount == 1 && leaf->parent == deep);
-    kel_json_ref(deep);  // members held by someone survive their tree, detached
+    kel_json_ref(deep);
     kel_json_ref(leaf);
-    kel_json_unref(doc.json);
-    doc.json = nullptr;
+    kel_json_unref(doc);
     EXPECT_TRUE(deep->parent == nullptr && deep->refcount == 1 && leaf->parent == deep && leaf->refcount == 2);
-    kel_json_unref(deep);
+    kel_json_unref(deep);  // detached, then freed with its last count
     EXPECT_TRUE(leaf->parent == nullptr && leaf->refcount == 1);
     EXPECT_STREQ(leaf->str, "leaf");
     kel_json_unref(leaf);
+}
 
-    // Borrowing containers add a count and leave the links alone; the owner's
-    // root may be listed too, since no parent link is set.
+// Borrowing containers add a count and leave the links alone; the owner's
+// root may be listed too, since no parent link is set.
+TEST(JsonValue, BorrowingContainersCountButDoNotLink)
+{
     JsonRoot owner(parse(R"({"m": {}, "v": "x"})"));
     KelJson *m = member(owner, "m"), *v = member(owner, "v");
-    KelJson *list = kel_json_array_new_base(0, TRUE), *view = kel_json_obj_new_base(TRUE);
+    KelJson *list = view_of({m, kel_json_obj_new_base(FALSE)}), *view = kel_json_obj_new_base(TRUE);  // the new object dies with the list
     EXPECT_TRUE(list->flags == KEL_JSON_FLAG_BORROW && view->flags == KEL_JSON_FLAG_BORROW);
-    kel_json_array_push_base(list, m, nullptr);
-    kel_json_array_push_base(list, kel_json_obj_new_base(FALSE), nullptr);  // dies with the list
     ASSERT_TRUE(kel_json_obj_put_base(view, "alias", v, nullptr));
     ASSERT_TRUE(kel_json_obj_put_base(view, "alias", v, nullptr));  // the same pair again
     ASSERT_TRUE(kel_json_obj_put_base(view, "loose", kel_json_i64_new_base(3), nullptr));
@@ -141,52 +168,33 @@ TEST(JsonValue, ReferenceCountStates)
     EXPECT_TRUE(m->refcount == 1 && m->parent == owner.get() && owner->refcount == 1);
 }
 
-TEST(JsonValue, MillionDeepTreesAreReleasedWithoutRecursion)
+// Single-kind chains are released in test_deep; here the kinds alternate and
+// the last count goes through a borrowing array.
+TEST(JsonValue, MillionDeepMixedTreeIsReleasedWithoutRecursion)
 {
-    constexpr int kDepth = 1000000;
-    KelJson *root = kel_json_array_new_base(0, FALSE), *current = root;  // top down, mixed kinds
-    for (int i = 1; i < kDepth; i++)
+    KelJson *root = kel_json_array_new_base(0, FALSE), *current = root;
+    for (int i = 1; i < 1000000; i++)
         current = (i % 2) ? kel_json_array_push_obj_base(current, nullptr) : kel_json_obj_put_array_base(current, "k", nullptr);
     ASSERT_NE(current, nullptr);
-    KelJson *list = kel_json_array_new_base(0, TRUE);  // released through a borrowing array
-    kel_json_array_push_base(list, root, nullptr);
-    kel_json_unref(list);
-    current = kel_json_array_new_base(0, FALSE);  // bottom up, deleted directly
-    for (int i = 1; i < kDepth; i++) {
-        KelJson *outer = kel_json_array_new_base(1, FALSE);
-        ASSERT_TRUE(kel_json_array_push_base(outer, current, nullptr));
-        current = outer;
-    }
-    kel_json_delete(current);
+    kel_json_unref(view_of({root}));
 }
 
 TEST(JsonValue, SingleParentAndNoCycles)
 {
     JsonRoot root(parse(R"({"a": {"list": [0], "v": 1}, "b": {}, "s": "x"})"));
     KelJson *a = member(root, "a"), *b = member(root, "b"), *list = member(a, "list"), *value = member(a, "v");
-    JsonRoot loose(kel_json_null_new_base());
     ErrorSlot err;
     const std::string tail = ", because value is that container or one of its ancestors";
-    EXPECT_FALSE(kel_json_obj_put_base(root, "self", root, &err));
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"\"" + tail);
-    EXPECT_FALSE(kel_json_obj_put_base(a, "up", root, &err));
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a\"" + tail);
-    EXPECT_FALSE(kel_json_array_push_base(list, root, &err));
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\"" + tail);
-    EXPECT_EQ(kel_json_array_swap(list, 0, root, &err), nullptr);
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\"" + tail);
-    EXPECT_FALSE(kel_json_obj_put_base(b, "v", value, &err));
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/b\", because value is already a child of \"/a\"");
-    EXPECT_FALSE(kel_json_obj_put_base(a, "w", value, &err));  // its own object too
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a\", because value is already a child of \"/a\"");
-    EXPECT_FALSE(kel_json_array_push_base(list, at(list, 0), &err));
-    EXPECT_EQ(err.pop(), "-9 Cannot add to \"/a/list\", because value is already a child of \"/a/list\"");
-    EXPECT_FALSE(kel_json_obj_put_base(list, "k", loose, &err));
-    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"/a/list\": expected object, got array");
-    EXPECT_FALSE(kel_json_array_push_base(root, loose, &err));
-    EXPECT_EQ(err.pop(), "-2 kel_json_array_push_base: invalid JSON type for \"\": expected array, got object");
+    EXPECT_EQ(failure(err, !kel_json_obj_put_base(root, "self", root, &err)), "-9 Cannot add to \"\"" + tail);
+    EXPECT_EQ(failure(err, !kel_json_obj_put_base(a, "up", root, &err)), "-9 Cannot add to \"/a\"" + tail);
+    EXPECT_EQ(failure(err, !kel_json_array_push_base(list, root, &err)), "-9 Cannot add to \"/a/list\"" + tail);
+    EXPECT_EQ(failure(err, kel_json_array_swap(list, 0, root, &err) == nullptr), "-9 Cannot add to \"/a/list\"" + tail);
+    EXPECT_EQ(failure(err, !kel_json_obj_put_base(b, "v", value, &err)),
+              "-9 Cannot add to \"/b\", because value is already a child of \"/a\"");
+    EXPECT_EQ(failure(err, !kel_json_array_push_base(list, at(list, 0), &err)),
+              "-9 Cannot add to \"/a/list\", because value is already a child of \"/a/list\"");
     EXPECT_EQ(dump(root), R"({"a":{"list":[0],"v":1},"b":{},"s":"x"})");
-    EXPECT_TRUE(root->refcount == 0 && value->refcount == 1 && loose->refcount == 0);
+    EXPECT_TRUE(root->refcount == 0 && value->refcount == 1);
     // Parentless containers are welcome, empty or not.
     EXPECT_TRUE(kel_json_array_push_base(list, parse("[1]"), &err));
     EXPECT_TRUE(kel_json_array_push_base(list, kel_json_obj_new_base(FALSE), &err));
@@ -206,9 +214,8 @@ TEST(JsonValue, GettersReadTheFirstWordTruncateAndSaturate)
         {-9223372036854775808.0, G_MININT64, 9223372036854775808u}, {9223372036854775808.0, G_MAXINT64, 9223372036854775808u},
         {18446744073709549568.0, G_MAXINT64, 18446744073709549568u},  // largest below 2^64
         // Outside the ranges: saturation, never an undefined conversion.
-        {18446744073709551616.0, G_MAXINT64, G_MAXUINT64}, {1e300, G_MAXINT64, G_MAXUINT64}, {kInf, G_MAXINT64, G_MAXUINT64},
-        {-9223372036854777856.0, G_MININT64, 0x8000000000000000u}, {-kInf, G_MININT64, 0x8000000000000000u},
-        {std::nan(""), 0, 0}, {-std::nan(""), 0, 0}};
+        {18446744073709551616.0, G_MAXINT64, G_MAXUINT64}, {kInf, G_MAXINT64, G_MAXUINT64},
+        {-9223372036854777856.0, G_MININT64, 0x8000000000000000u}, {-kInf, G_MININT64, 0x8000000000000000u}, {std::nan(""), 0, 0}};
     for (const auto &[d, i64, u64] : cases) {
         JsonRoot v(kel_json_double_new_base(d));
         EXPECT_TRUE(kel_json_i64_get(v) == i64 && kel_json_u64_get(v) == u64) << d;
@@ -234,9 +241,8 @@ TEST(JsonValue, RepresentabilityAtTheBoundaries)
         {kel_json_i64_new_base(G_MAXINT64), "1110"}, {kel_json_i64_new_base(kTwo53), "1111"}, {kel_json_i64_new_base(kTwo53 + 1), "1110"},
         {kel_json_i64_new_base(-static_cast<gint64>(kTwo53)), "1001"}, {kel_json_i64_new_base(-static_cast<gint64>(kTwo53) - 1), "1000"},
         {kel_json_u64_new_base(G_MAXINT64), "1110"}, {kel_json_u64_new_base(9223372036854775808u), "0110"},
-        {kel_json_u64_new_base(G_MAXUINT64), "0110"}, {kel_json_u64_new_base(kTwo53), "1111"}, {kel_json_u64_new_base(kTwo53 + 1), "1110"},
+        {kel_json_u64_new_base(kTwo53), "1111"}, {kel_json_u64_new_base(kTwo53 + 1), "1110"},
         {kel_json_u128_new_base({G_MAXINT64, 0}), "1110"}, {kel_json_u128_new_base({9223372036854775808u, 0}), "0110"},
-        {kel_json_u128_new_base({G_MAXUINT64, 0}), "0110"}, {kel_json_u128_new_base({0, 1}), "0010"},
         {kel_json_u128_new_base({5, 1}), "0010"},  // the low half alone would fit
         {kel_json_u128_new_base({kTwo53, 0}), "1111"}, {kel_json_u128_new_base({kTwo53 + 1, 0}), "1110"}};
     for (const auto &[json, expected] : ints) {
@@ -246,14 +252,13 @@ TEST(JsonValue, RepresentabilityAtTheBoundaries)
     const std::pair<double, const char *> reals[] = {
         {0.0, "1111"}, {-0.0, "1111"}, {1.5, "0001"}, {-1.0, "1001"}, {-9223372036854775808.0, "1001"},
         {-9223372036854777856.0, "0001"}, {9223372036854774784.0, "1111"}, {9223372036854775808.0, "0111"},
-        {18446744073709549568.0, "0111"}, {18446744073709551616.0, "0001"}, {1e20, "0001"}, {std::nan(""), "0001"},
-        {kInf, "0001"}, {-kInf, "0001"}};
+        {18446744073709549568.0, "0111"}, {18446744073709551616.0, "0001"}, {std::nan(""), "0001"}, {kInf, "0001"}};
     for (const auto &[d, expected] : reals)
         EXPECT_EQ(fits(kel_json_double_new_base(d)), expected) << d;
     // Without convert each predicate is a kind test.
     const std::pair<KelJson *, const char *> kinds[] = {
         {kel_json_i64_new_base(1), "1000"}, {kel_json_u64_new_base(1), "0100"}, {kel_json_u128_new_base({1, 0}), "0010"},
-        {kel_json_double_new_base(1), "0001"}, {kel_json_str_new_base("1", nullptr), "0000"}, {kel_json_bool_new_base(TRUE), "0000"}};
+        {kel_json_double_new_base(1), "0001"}, {kel_json_bool_new_base(TRUE), "0000"}};
     for (const auto &[json, expected] : kinds)
         EXPECT_EQ(fits(json, FALSE), expected);
     EXPECT_EQ(fits(kel_json_str_new_base("1", nullptr)), "0000");
@@ -269,14 +274,12 @@ TEST(JsonValue, NamesAndParentAccessors)
     }
     EXPECT_STREQ(kel_json_enum_type_string(G_MAXUINT32, FALSE), "<unknown>");
     JsonRoot obj(parse(R"({"list": [0, 1]})"));
-    KelJson *list = member(obj, "list"), *second = at(list, 1);
-    EXPECT_STREQ(kel_json_type_string(second, FALSE), "integer");
-    EXPECT_STREQ(kel_json_parent_key(list), "list");
+    KelJson *list = member(obj, "list"), *second = at(list, 1);  // each accessor answers for its own parent kind only
     EXPECT_TRUE(kel_json_parent_index(list) == -1 && kel_json_parent_index(second) == 1 && kel_json_parent_index(obj) == -1);
     EXPECT_TRUE(kel_json_parent_key(second) == nullptr && kel_json_parent_key(obj) == nullptr);
 }
 
-TEST(JsonObject, PutKeysRemoveAndIterate)
+TEST(JsonObject, PutCopiesTheKeyAndReleasesWhatItReplaces)
 {
     JsonRoot obj(kel_json_obj_new_base(FALSE));
     char key[] = "k";
@@ -286,43 +289,40 @@ TEST(JsonObject, PutKeysRemoveAndIterate)
     gpointer stored = nullptr;
     g_hash_table_lookup_extended(obj->obj, "k", &stored, nullptr);
     EXPECT_TRUE(first->parent == obj.get() && first->refcount == 1 && first->key == stored);
-    kel_json_ref(first);  // replacing frees the old key copy and releases the old member
+    kel_json_ref(first);
     KelJson *second = kel_json_i64_new_base(2);
     ASSERT_TRUE(kel_json_obj_put_base(obj, "k", second, nullptr));
     EXPECT_TRUE(first->parent == nullptr && first->refcount == 1 && kel_json_obj_size(obj) == 1);
     kel_json_unref(first);
-    ASSERT_TRUE(kel_json_obj_put_base(obj, second->key, kel_json_null_new_base(), nullptr));  // the member's own key text
+    // The member's own key text, freed by the replacement (ASan checks).
+    ASSERT_TRUE(kel_json_obj_put_base(obj, second->key, kel_json_null_new_base(), nullptr));
     EXPECT_STREQ(kel_json_parent_key(member(obj, "k")), "k");
 
-    KelJson *held = kel_json_obj_put_obj_base(obj, "held", nullptr);
-    kel_json_ref(held);
-    EXPECT_TRUE(kel_json_obj_remove(obj, "held"));
-    EXPECT_TRUE(held->parent == nullptr && held->refcount == 1);
-    kel_json_unref(held);
-    EXPECT_FALSE(kel_json_obj_remove(obj, "held"));
-    for (const char *k : {"b", "B", "a", ""})
+    EXPECT_TRUE(kel_json_obj_remove(obj, "k"));
+    EXPECT_TRUE(!kel_json_obj_remove(obj, "k") && kel_json_obj_size(obj) == 0);
+}
+
+TEST(JsonObject, KeysAndIteration)
+{
+    JsonRoot obj(kel_json_obj_new_base(FALSE)), arr(parse("[]"));
+    for (const char *k : {"k", "b", "B", "a", ""})
         kel_json_obj_put_null_base(obj, k, nullptr);
     EXPECT_EQ(strings(kel_json_alpha_keys(obj)), (std::vector<std::string>{"", "B", "a", "b", "k"}));
-    std::vector<std::string> keys = strings(kel_json_obj_keys(obj));
+    std::vector<std::string> keys = strings(kel_json_obj_keys(obj));  // in no promised order
     std::sort(keys.begin(), keys.end());
     EXPECT_EQ(keys, (std::vector<std::string>{"", "B", "a", "b", "k"}));
-    EXPECT_TRUE(kel_json_obj_has_key(obj, "") && !kel_json_obj_has_key(obj, "c"));
-    JsonRoot arr(parse("[]"));
+    EXPECT_TRUE(kel_json_obj_has_key(obj, "") && !kel_json_obj_has_key(obj, "c") && !kel_json_obj_has_key(arr, "k"));
     EXPECT_TRUE(kel_json_obj_size(arr) == -1 && kel_json_obj_keys(arr) == nullptr && !kel_json_obj_remove(arr, "k"));
 
     // foreach stops at the first FALSE; the iterator takes NULL out-arguments.
-    std::pair<int, int> visits{0, -1};  // calls, stop at
-    auto visit = [](const char *k, KelJson *v, gpointer data) -> gboolean {
+    auto stop_at_two = [](const char *k, KelJson *v, gpointer calls) -> gboolean {
         EXPECT_EQ(k, v->key);
-        auto *p = static_cast<std::pair<int, int> *>(data);
-        return p->first++ != p->second;
+        return ++*static_cast<int *>(calls) != 2;
     };
-    EXPECT_TRUE(kel_json_obj_foreach(obj, visit, &visits));
-    EXPECT_EQ(visits.first, 5);
-    visits = {0, 0};
-    EXPECT_FALSE(kel_json_obj_foreach(obj, visit, &visits));
-    EXPECT_EQ(visits.first, 1);
-    EXPECT_FALSE(kel_json_obj_foreach(arr, visit, &visits));
+    int calls = 0;
+    EXPECT_FALSE(kel_json_obj_foreach(obj, stop_at_two, &calls));
+    EXPECT_EQ(calls, 2);
+    EXPECT_FALSE(kel_json_obj_foreach(arr, stop_at_two, &calls));
     KelJsonObjIter iter;
     ASSERT_TRUE(kel_json_obj_iter_init(&iter, obj));
     const char *k;
@@ -342,11 +342,9 @@ TEST(JsonObject, LookupsFollowReferencesAndReportFailures)
     ErrorSlot err;
     EXPECT_EQ(kel_json_obj_get_obj_base(root, "in~ner", &err), inner);
     EXPECT_EQ(kel_json_obj_get_array_base(root, "list", &err), list);
-    EXPECT_STREQ(kel_json_obj_get_str_base(root, "s", &err), "text");
     EXPECT_EQ(kel_json_obj_get_jref_base(root, "r", &err), member(root, "r"));
     EXPECT_EQ(kel_json_obj_get_base(root, "r", 2, &err), member(root, "r"));  // only bit 0 follows
     EXPECT_EQ(kel_json_obj_get_base(holder, "to_obj", 1, &err), inner);
-    EXPECT_EQ(kel_json_obj_getd_obj_base(holder, "to_obj", &err), inner);
     EXPECT_STREQ(kel_json_obj_get_str_base(holder, "to_text", &err), "text");
     EXPECT_FALSE(err);
     const std::pair<const void *, const char *> failures[] = {
@@ -354,38 +352,42 @@ TEST(JsonObject, LookupsFollowReferencesAndReportFailures)
         {kel_json_obj_get_base(root, "100%d", 1, &err), "-3 JSON object \"\" does not have key 100%d"},
         {kel_json_obj_get_obj_base(list, "k", &err), "-2 kel_json_obj_get_base: invalid JSON type for \"/list\": expected object, got array"},
         {kel_json_obj_get_str_base(root, "n", &err), "-2 kel_json_obj_get_str_base: invalid JSON type for \"/n\": expected string, got int64"},
-        {kel_json_obj_get_obj_base(root, "list", &err), "-2 kel_json_obj_get_obj_base: invalid JSON type for \"/list\": expected object, got array"},
-        {kel_json_obj_get_array_base(root, "s", &err), "-2 kel_json_obj_get_array_base: invalid JSON type for \"/s\": expected array, got string"},
         {kel_json_obj_get_jref_base(root, "in~ner", &err),
          "-2 kel_json_obj_get_jref_base: invalid JSON type for \"/in~0ner\": expected reference, got object"}};
     for (size_t i = G_N_ELEMENTS(failures); i-- > 0;) {  // newest first
         EXPECT_EQ(failures[i].first, nullptr);
         EXPECT_EQ(err.pop(), failures[i].second);
     }
-    EXPECT_FALSE(err);
-    // A refused kind behind a reference names the value it led to.
-    EXPECT_EQ(kel_json_obj_get_array_base(holder, "to_obj", &err), nullptr);
-    EXPECT_EQ(err.pop(), "-2 kel_json_obj_get_array_base: invalid JSON type for \"/in~0ner\": expected array, got object");
-    EXPECT_EQ(kel_json_obj_get_obj_base(holder, "dangling", &err), nullptr);
-    EXPECT_EQ(err.pop(), "-3 JSON object \"\" does not have key x");
-    // Get-or-create replaces a dangling reference or another kind; failures of
-    // the object itself come from the put, alone.
-    KelJson *made = kel_json_obj_getd_obj_base(holder, "dangling", &err);
-    EXPECT_EQ(member(holder, "dangling"), made);
-    KelJson *replaced = kel_json_obj_getd_array_base(root, "s", &err);
-    EXPECT_TRUE(member(root, "s") == replaced && kel_json_array_size(replaced) == 0);
-    EXPECT_EQ(kel_json_obj_getd_obj_base(root, "fresh", &err)->parent, root.get());
-    EXPECT_EQ(kel_json_obj_getd_array_base(root, "list", &err), list);
-    EXPECT_FALSE(err);
-    EXPECT_EQ(kel_json_obj_getd_array_base(list, "k", &err), nullptr);
-    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"/list\": expected object, got array");
-    EXPECT_FALSE(err);
+    // Behind a reference (followed only with an empty chain) the value it led to is named.
+    EXPECT_EQ(failure(err, kel_json_obj_get_array_base(holder, "to_obj", &err) == nullptr),
+              "-2 kel_json_obj_get_array_base: invalid JSON type for \"/in~0ner\": expected array, got object");
+    EXPECT_EQ(failure(err, kel_json_obj_get_obj_base(holder, "dangling", &err) == nullptr), "-3 JSON object \"\" does not have key x");
     // Following a reference while an error is pending: NULL, nothing added.
     kel_json_set_error(&err, KEL_JSON_POINTER_INVALID, "earlier");
     EXPECT_EQ(kel_json_obj_get_base(root, "r", 1, &err), nullptr);
     JsonRoot refs(parse(R"([{"$ref": "#/0"}])"));
     EXPECT_EQ(kel_json_array_get_base(refs, 0, 1, &err), nullptr);
     EXPECT_EQ(err.length(), 1);
+}
+
+// Get-or-create replaces a dangling reference or another kind; failures of
+// the object itself come from the put, alone.
+TEST(JsonObject, GetOrCreateReplacesWhatDoesNotFit)
+{
+    JsonRoot root(parse(R"({"inner": {}, "list": [], "s": "text", "to_obj": {"$ref": "#/inner"}, "dangling": {"$ref": "#/x"}})"));
+    KelJson *list = member(root, "list");
+    ErrorSlot err;
+    EXPECT_EQ(kel_json_obj_getd_obj_base(root, "to_obj", &err), member(root, "inner"));
+    EXPECT_EQ(kel_json_obj_getd_array_base(root, "list", &err), list);
+    KelJson *made = kel_json_obj_getd_obj_base(root, "dangling", &err);
+    EXPECT_TRUE(member(root, "dangling") == made && kel_json_obj_size(made) == 0);
+    KelJson *replaced = kel_json_obj_getd_array_base(root, "s", &err);
+    EXPECT_TRUE(member(root, "s") == replaced && kel_json_array_size(replaced) == 0);
+    EXPECT_EQ(kel_json_obj_getd_obj_base(root, "fresh", &err)->parent, root.get());
+    EXPECT_FALSE(err);
+    EXPECT_EQ(kel_json_obj_getd_array_base(list, "k", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"/list\": expected object, got array");
+    EXPECT_FALSE(err);
 }
 
 TEST(JsonObject, TypedLookupsAcceptWhatFitsAndNameTheStoredKind)
@@ -396,11 +398,9 @@ TEST(JsonObject, TypedLookupsAcceptWhatFitsAndNameTheStoredKind)
     kel_json_obj_put_u64_base(root, "u2_63", 9223372036854775808u, nullptr);
     kel_json_obj_put_u128_base(root, "wide", {3, 1}, nullptr);
     ErrorSlot err;
-    EXPECT_EQ(kel_json_obj_get_double_base(root, "i5", &err), 5.0);
-    EXPECT_EQ(kel_json_obj_get_i64_base(root, "d3", &err), 3);
-    EXPECT_EQ(kel_json_obj_get_i64_base(root, "u7", &err), 7);
+    EXPECT_TRUE(kel_json_obj_get_double_base(root, "i5", &err) == 5.0 && kel_json_obj_get_i64_base(root, "d3", &err) == 3);
+    EXPECT_TRUE(kel_json_obj_get_i64_base(root, "u7", &err) == 7 && kel_json_obj_get_u64_base(root, "to_i5", &err) == 5u);
     EXPECT_EQ(kel_json_obj_get_u64_base(root, "u2_63", &err), 9223372036854775808u);
-    EXPECT_EQ(kel_json_obj_get_u64_base(root, "to_i5", &err), 5u);
     EXPECT_TRUE(kel_json_obj_get_u128_base(root, "u7", &err).lo == 7 && kel_json_obj_get_u128_base(root, "wide", &err).hi == 1);
     EXPECT_TRUE(kel_json_obj_get_bool_base(root, "yes", &err));
     EXPECT_FALSE(err);
@@ -425,7 +425,7 @@ TEST(JsonObject, TypedLookupsAcceptWhatFitsAndNameTheStoredKind)
     EXPECT_EQ(err.pop(), "-2 kel_json_obj_get_base: invalid JSON type for \"/s\": expected object, got string");
 }
 
-TEST(JsonArray, IndicesPopAndSwap)
+TEST(JsonArray, GetCountsNegativeIndicesFromTheEnd)
 {
     JsonRoot root(parse(R"({"list": [10, 20, 30, {"$ref": "#/list/0"}]})"));
     KelJson *arr = member(root, "list"), *ref = at(arr, 3);
@@ -434,77 +434,71 @@ TEST(JsonArray, IndicesPopAndSwap)
     EXPECT_EQ(kel_json_array_get_base(arr, -1, 2, nullptr), ref);  // only bit 0 follows
     EXPECT_EQ(kel_json_array_get_base(arr, -1, 1, nullptr), at(arr, 0));
     for (const auto &[index, shown] : {std::pair{-5, "-1"}, std::pair{4, "4"}, std::pair{G_MININT32, "-2147483644"}}) {
-        EXPECT_EQ(kel_json_array_get_base(arr, index, 0, &err), nullptr);  // the index after adjustment
-        EXPECT_EQ(err.pop(), std::string("-4 Index ") + shown + " is out of bounds for JSON array \"/list\"");
+        EXPECT_EQ(failure(err, kel_json_array_get_base(arr, index, 0, &err) == nullptr),  // the index after adjustment
+                  std::string("-4 Index ") + shown + " is out of bounds for JSON array \"/list\"");
     }
-    EXPECT_EQ(kel_json_array_get_base(root, 0, 0, &err), nullptr);
-    EXPECT_EQ(err.pop(), "-2 kel_json_array_get_base: invalid JSON type for \"\": expected array, got object");
-    EXPECT_EQ(kel_json_array_get_base(JsonRoot(kel_json_array_new_base(-3, FALSE)), -1, 0, &err), nullptr);  // harmless reservation
-    EXPECT_EQ(err.pop(), "-4 Index -1 is out of bounds for JSON array \"\"");
+    EXPECT_EQ(failure(err, kel_json_array_get_base(root, 0, 0, &err) == nullptr),
+              "-2 kel_json_array_get_base: invalid JSON type for \"\": expected array, got object");
+    JsonRoot reserved(kel_json_array_new_base(-3, FALSE));  // a harmless reservation
+    EXPECT_EQ(failure(err, kel_json_array_get_base(reserved, -1, 0, &err) == nullptr), "-4 Index -1 is out of bounds for JSON array \"\"");
+}
 
+// Swap hands the array's reference on the former element to the caller.
+TEST(JsonArray, SwapReturnsTheFormerElementDetached)
+{
+    JsonRoot arr(parse("[10, 20, 30]"));
+    ErrorSlot err;
     KelJson *old = at(arr, 1), *fresh = kel_json_i64_new_base(21);
     EXPECT_EQ(kel_json_array_swap(arr, 1, fresh, &err), old);
     EXPECT_TRUE(fresh->refcount == 1 && kel_json_parent_index(old) == -1 && old->refcount == 0);
     kel_json_unref(old);
-    old = at(arr, 3);
+    old = at(arr, 2);
     EXPECT_EQ(kel_json_array_swap(arr, -1, kel_json_i64_new_base(40), &err), old);
     kel_json_unref(old);
-    EXPECT_EQ(values_of(arr), (Ints{10, 21, 30, 40}));
-    KelJson *loose = kel_json_null_new_base();
-    for (const auto &[index, message] : {std::pair{4, "-4 Index 4 is out of bounds for JSON array \"/list\""},
-                                         std::pair{-5, "-4 Index -1 is out of bounds for JSON array \"/list\""}}) {
-        EXPECT_EQ(kel_json_array_swap(arr, index, loose, &err), nullptr);
-        EXPECT_EQ(err.pop(), message);
-    }
-    EXPECT_EQ(kel_json_array_swap(root, 0, loose, &err), nullptr);
-    EXPECT_EQ(err.pop(), "-2 kel_json_array_swap: invalid JSON type for \"\": expected array, got object");
+    EXPECT_EQ(values_of(arr), (Ints{10, 21, 40}));
+    JsonRoot loose(kel_json_null_new_base()), obj(parse("{}"));
+    EXPECT_EQ(failure(err, kel_json_array_swap(arr, 3, loose, &err) == nullptr), "-4 Index 3 is out of bounds for JSON array \"\"");
+    EXPECT_EQ(failure(err, kel_json_array_swap(arr, -4, loose, &err) == nullptr), "-4 Index -1 is out of bounds for JSON array \"\"");
+    EXPECT_EQ(failure(err, kel_json_array_swap(obj, 0, loose, &err) == nullptr),
+              "-2 kel_json_array_swap: invalid JSON type for \"\": expected array, got object");
     EXPECT_EQ(loose->refcount, 0);
-    kel_json_unref(loose);
     // A borrowing array swaps in a value owned elsewhere, writing no links.
-    KelJson *view = kel_json_array_new_base(0, TRUE), *nine = kel_json_i64_new_base(9);
-    kel_json_array_push_base(view, nine, nullptr);
+    KelJson *nine = kel_json_i64_new_base(9), *view = view_of({nine});
     kel_json_ref(nine);
     EXPECT_EQ(kel_json_array_swap(view, 0, at(arr, 2), &err), nine);
     EXPECT_TRUE(nine->refcount == 1 && at(arr, 2)->refcount == 2);
     kel_json_unref(nine);
     kel_json_unref(view);
-    EXPECT_EQ(values_of(arr), (Ints{10, 21, 30, 40}));
+    EXPECT_EQ(values_of(arr), (Ints{10, 21, 40}));
+}
 
+TEST(JsonArray, PopRemovesFromTheEnd)
+{
+    JsonRoot arr(parse("[10, 20, 30]")), obj(parse("{}"));
     KelJson *third = at(arr, 2);
     kel_json_ref(third);
-    EXPECT_EQ(kel_json_array_pop(arr, 2), 2);
-    EXPECT_TRUE(third->parent == nullptr && third->refcount == 1 && values_of(arr) == (Ints{10, 21}));
+    EXPECT_EQ(kel_json_array_pop(arr, 1), 1);
+    EXPECT_TRUE(third->parent == nullptr && third->refcount == 1 && values_of(arr) == (Ints{10, 20}));
     kel_json_unref(third);
     EXPECT_EQ(kel_json_array_pop(arr, 0) + kel_json_array_pop(arr, -5), 0);  // nothing removed
     KelJson *last = kel_json_array_pop_elem(arr);  // hands the array's reference over
-    EXPECT_TRUE(kel_json_i64_get(last) == 21 && last->parent == nullptr && last->refcount == 0);
+    EXPECT_TRUE(kel_json_i64_get(last) == 20 && last->parent == nullptr && last->refcount == 0);
     kel_json_unref(last);
-    KelJson *held = at(arr, 0);
-    kel_json_ref(held);
-    EXPECT_EQ(kel_json_array_pop_elem(arr), held);
-    EXPECT_EQ(held->refcount, 1);
-    kel_json_unref(held);
+    EXPECT_EQ(kel_json_array_pop(arr, 10), 1);
     EXPECT_EQ(kel_json_array_pop_elem(arr), nullptr);
-    JsonRoot more(parse("[1, 2, 3]"));
-    EXPECT_EQ(kel_json_array_pop(more, 10), 3);
-    EXPECT_TRUE(kel_json_array_pop(root, 1) == -1 && kel_json_array_size(root) == -1 && kel_json_array_pop_elem(root) == nullptr);
+    EXPECT_TRUE(kel_json_array_pop(obj, 1) == -1 && kel_json_array_size(obj) == -1 && kel_json_array_pop_elem(obj) == nullptr);
     JsonRoot owner(parse("[7]"));  // from a borrowing array the element keeps its owner
-    view = kel_json_array_new_base(0, TRUE);
-    kel_json_array_push_base(view, at(owner, 0), nullptr);
+    KelJson *view = view_of({at(owner, 0)});
     EXPECT_EQ(kel_json_array_pop_elem(view), at(owner, 0));
     EXPECT_EQ(at(owner, 0)->refcount, 1);
     kel_json_unref(view);
 }
 
-TEST(JsonArray, FilterAndSort)
+TEST(JsonArray, FilterKeepsOrderAndReleasesTheRest)
 {
     auto keep_even = [](KelJson *elem, gpointer data) -> gboolean {
         static_cast<Ints *>(data)->push_back(kel_json_i64_get(elem));
         return kel_json_i64_get(elem) % 2 == 0;
-    };
-    auto by_value = [](gconstpointer a, gconstpointer b) -> gint {
-        const gint64 x = kel_json_i64_get(*static_cast<KelJson *const *>(a)), y = kel_json_i64_get(*static_cast<KelJson *const *>(b));
-        return (x > y) - (x < y);
     };
     JsonRoot arr(parse("[1, 2, 3, 4]"));
     KelJson *three = at(arr, 2);
@@ -515,21 +509,12 @@ TEST(JsonArray, FilterAndSort)
     EXPECT_EQ(values_of(arr), (Ints{2, 4}));
     EXPECT_TRUE(three->parent == nullptr && three->refcount == 1);  // released, alive through our count
     kel_json_unref(three);
-    for (const auto &[text, kept] : {std::pair{"[2, 1, 4, 3, 5, 6]", Ints{2, 4, 6}}, std::pair{"[1, 3]", Ints{}}}) {
-        JsonRoot a(parse(text));
-        EXPECT_TRUE(kel_json_array_filter(a, keep_even, &seen));
-        EXPECT_EQ(values_of(a), kept);
-    }
     EXPECT_FALSE(kel_json_array_filter(JsonRoot(parse("{}")), keep_even, &seen));
 
     // Borrowing: the owners' index and key fields stay; rejected entries give their counts back.
     JsonRoot owner(parse("[1, 2, 3, 4, 5]")), obj(parse(R"({"seven": 7})"));
-    KelJson *view = kel_json_array_new_base(0, TRUE);
-    for (int i = 4; i >= 0; i--)
-        kel_json_array_push_base(view, at(owner, i), nullptr);
-    kel_json_array_push_base(view, member(obj, "seven"), nullptr);
-    kel_json_array_push_i64_base(view, 9, nullptr);  // held by the view alone
-    kel_json_array_push_base(view, at(owner, 1), nullptr);
+    KelJson *view = view_of({at(owner, 4), at(owner, 3), at(owner, 2), at(owner, 1), at(owner, 0), member(obj, "seven"),
+                             kel_json_i64_new_base(9), at(owner, 1)});  // 9: held by the view alone
     seen.clear();
     EXPECT_TRUE(kel_json_array_filter(view, keep_even, &seen));
     EXPECT_EQ(seen, (Ints{5, 4, 3, 2, 1, 7, 9, 2}));
@@ -537,19 +522,23 @@ TEST(JsonArray, FilterAndSort)
     EXPECT_EQ(values_of(owner), (Ints{1, 2, 3, 4, 5}));
     EXPECT_STREQ(kel_json_parent_key(member(obj, "seven")), "seven");
     EXPECT_EQ(member(obj, "seven")->refcount, 1);
-    const int counts[] = {1, 3, 1, 2, 1};
-    for (int i = 0; i < 5; i++)
-        EXPECT_EQ(at(owner, i)->refcount, counts[i]) << i;
+    for (int i = 0; i < 5; i++)  // 2 is listed twice, 4 once
+        EXPECT_EQ(at(owner, i)->refcount, i == 1 ? 3 : i == 3 ? 2 : 1) << i;
     kel_json_unref(view);
+}
 
-    // Sorting renumbers owned elements only.
-    JsonRoot unsorted(parse("[3, 1, 2]")), sorted_view(kel_json_array_new_base(0, TRUE));
+TEST(JsonArray, SortRenumbersOwnedElementsOnly)
+{
+    auto by_value = [](gconstpointer a, gconstpointer b) -> gint {
+        const gint64 x = kel_json_i64_get(*static_cast<KelJson *const *>(a)), y = kel_json_i64_get(*static_cast<KelJson *const *>(b));
+        return (x > y) - (x < y);
+    };
+    JsonRoot unsorted(parse("[3, 1, 2]"));
     EXPECT_TRUE(kel_json_array_sort(unsorted, by_value));
     EXPECT_EQ(values_of(unsorted), (Ints{1, 2, 3}));
-    for (int i = 2; i >= 0; i--)
-        kel_json_array_push_base(sorted_view, at(unsorted, i), nullptr);
-    EXPECT_TRUE(kel_json_array_sort(sorted_view, by_value));
-    EXPECT_EQ(values_of(sorted_view), (Ints{1, 2, 3}));
+    JsonRoot view(view_of({at(unsorted, 2), at(unsorted, 1), at(unsorted, 0)}));
+    EXPECT_TRUE(kel_json_array_sort(view, by_value));
+    EXPECT_EQ(values_of(view), (Ints{1, 2, 3}));
     EXPECT_EQ(values_of(unsorted), (Ints{1, 2, 3}));
     EXPECT_FALSE(kel_json_array_sort(JsonRoot(parse("{}")), by_value));
 }
@@ -575,57 +564,15 @@ TEST(JsonFamilies, PutAndPushMakeLinkAndFreeOnFailure)
     EXPECT_STREQ(made[3].first->str, "ab");
     EXPECT_EQ(kel_json_parent_index(made[20].first), 8);
     EXPECT_EQ(dump(arr), "[[],{},true,false,0.250000,-1,1,18446744073709551616,\"s\"]");
-
-    // Failed puts and pushes free what they made (LeakSanitizer checks).
-    ErrorSlot err;
-    EXPECT_EQ(kel_json_obj_put_obj_base(arr, "k", &err), nullptr);
-    EXPECT_EQ(kel_json_obj_put_u128_base(arr, "k", {1, 1}, &err), nullptr);
-    EXPECT_EQ(kel_json_obj_put_str_base(arr, "k", "s", &err), nullptr);
-    for (int i = 0; i < 3; i++)
-        EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"\": expected object, got array");
-    EXPECT_EQ(kel_json_array_push_array_base(obj, &err), nullptr);
-    EXPECT_EQ(kel_json_array_push_u128_base(obj, {1, 1}, &err), nullptr);
-    EXPECT_EQ(kel_json_array_push_str_base(obj, "s", &err), nullptr);
-    for (int i = 0; i < 3; i++)
-        EXPECT_EQ(err.pop(), "-2 kel_json_array_push_base: invalid JSON type for \"\": expected array, got object");
-    // A failing constructor reports alone.
-    EXPECT_EQ(kel_json_obj_put_str_base(obj, "k", "\xC0\x80", &err), nullptr);
-    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: C0 80 ");
-    EXPECT_EQ(kel_json_array_push_str_base(arr, "\xED\xA0\x80", &err), nullptr);
-    EXPECT_EQ(err.pop(), "-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8: ED A0 80 ");
-    EXPECT_FALSE(err);
     EXPECT_EQ(kel_json_obj_size(obj), 12);
-    EXPECT_EQ(kel_json_array_size(arr), 9);
-}
 
-TEST(JsonValue, LengthWithANulByteIsRefusedNotCut)
-{
+    // Failed puts and pushes free what they made (LeakSanitizer checks);
+    // the kind check is the plain put's or push's.
     ErrorSlot err;
-    JsonRoot obj(kel_json_obj_new_base(FALSE));
-    const struct {
-        const char *text;
-        gsize len;
-        const char *error;  // NULL: accepted whole
-    } cases[] = {
-        {"ab\0cd", 5, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 2"},
-        {"\0", 1, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 0"},
-        {"ok\0\xff", 4, "-1 kel_json_str_new_len_base: string contains a NUL byte at offset 2"},  // before UTF-8
-        {"ab\0cd", 2, nullptr},  // the NUL lies beyond the length
-    };
-    for (const auto &c : cases) {
-        JsonRoot made(kel_json_str_new_len_base(c.text, c.len, &err));
-        KelJson *put = kel_json_obj_put_str_len_base(obj, "k", c.text, c.len, &err);
-        if (c.error == nullptr) {
-            ASSERT_NE(made.get(), nullptr);
-            EXPECT_EQ(std::string(made->str), std::string(c.text, c.len));
-            EXPECT_EQ(put, kel_json_obj_get_base(obj, "k", 0, nullptr));
-            EXPECT_EQ(err.length(), 0);
-            continue;
-        }
-        EXPECT_EQ(made.get(), nullptr);
-        EXPECT_EQ(put, nullptr);
-        EXPECT_EQ(err.pop(), c.error);  // the put reports the constructor's error
-        EXPECT_EQ(err.pop(), c.error) << c.len;
-        EXPECT_EQ(err.length(), 0);
-    }
+    EXPECT_EQ(kel_json_obj_put_u128_base(arr, "k", {1, 1}, &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_obj_put_base: invalid JSON type for \"\": expected object, got array");
+    EXPECT_EQ(kel_json_array_push_str_base(obj, "s", &err), nullptr);
+    EXPECT_EQ(err.pop(), "-2 kel_json_array_push_base: invalid JSON type for \"\": expected array, got object");
+    EXPECT_FALSE(err);
+    EXPECT_TRUE(kel_json_obj_size(obj) == 12 && kel_json_array_size(arr) == 9);
 }

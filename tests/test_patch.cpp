@@ -1,6 +1,7 @@
 // JSON Patch and JSON Merge Patch: the examples of both RFCs, the failures
 // that matter, and that a failed patch leaves the document as it was.
 #include <algorithm>
+#include <cstring>
 
 #include "test_util.h"
 
@@ -13,45 +14,30 @@ using kel_test::parse;
 
 bool equal(KelJson *a, KelJson *b) { return kel_json_subset(a, b, KEL_JSON_SUBSET_EQUAL) && kel_json_subset(b, a, KEL_JSON_SUBSET_EQUAL); }
 
-// Every node of a tree in a fixed order (object members by name).
-void nodes(KelJson *json, std::vector<KelJson *> &out)
+// Every node of a tree, in walk order (object members in their own order).
+std::vector<KelJson *> nodes(KelJson *json)
 {
-    out.push_back(json);
-    for (int i = 0; i < kel_json_array_size(json); i++)
-        nodes(kel_test::at(json, i), out);
-    if (kel_json_obj_size(json) < 0)
-        return;
-    if (KelStrArray *keys = kel_json_alpha_keys(json)) {
-        for (guint i = 0; i < keys->len; i++)
-            nodes(kel_test::member(json, kel_str_array_index(keys, static_cast<gint32>(i))), out);
-        kel_str_array_free(keys, TRUE);
-    }
+    std::vector<KelJson *> out;
+    KelJsonVisitor v{};
+    v.on_value = [](KelJson *n, gpointer d) { return static_cast<std::vector<KelJson *> *>(d)->push_back(n), 0; };
+    EXPECT_TRUE(kel_json_visit(json, &v, &out));
+    return out;
 }
 
 struct Example {
     const char *doc, *patch, *result;  // result null: the patch must fail
 };
 
-// RFC 6902 appendix A (A.1-A.16; A.13's duplicate "op" is a parse matter,
-// covered by the command line), then cases of our own.
+// RFC 6902 appendix A, where the successful prefix of the failure test below
+// does not already cover it (A.13's duplicate "op" is a parse matter, covered
+// by the command line), then cases of our own.
 const Example kPatchExamples[] = {
-    {R"({"foo":"bar"})", R"([{"op":"add","path":"/baz","value":"qux"}])", R"({"baz":"qux","foo":"bar"})"},
-    {R"({"foo":["bar","baz"]})", R"([{"op":"add","path":"/foo/1","value":"qux"}])", R"({"foo":["bar","qux","baz"]})"},
-    {R"({"baz":"qux","foo":"bar"})", R"([{"op":"remove","path":"/baz"}])", R"({"foo":"bar"})"},
-    {R"({"foo":["bar","qux","baz"]})", R"([{"op":"remove","path":"/foo/1"}])", R"({"foo":["bar","baz"]})"},
-    {R"({"baz":"qux","foo":"bar"})", R"([{"op":"replace","path":"/baz","value":"boo"}])", R"({"baz":"boo","foo":"bar"})"},
-    {R"({"foo":{"bar":"baz","waldo":"fred"},"qux":{"corge":"grault"}})", R"([{"op":"move","from":"/foo/waldo","path":"/qux/thud"}])",
-     R"({"foo":{"bar":"baz"},"qux":{"corge":"grault","thud":"fred"}})"},
     {R"({"foo":["all","grass","cows","eat"]})", R"([{"op":"move","from":"/foo/1","path":"/foo/3"}])", R"({"foo":["all","cows","eat","grass"]})"},
     {R"({"baz":"qux","foo":["a",2,"c"]})", R"([{"op":"test","path":"/baz","value":"qux"},{"op":"test","path":"/foo/1","value":2}])",
      R"({"baz":"qux","foo":["a",2,"c"]})"},
-    {R"({"baz":"qux"})", R"([{"op":"test","path":"/baz","value":"bar"}])", nullptr},
-    {R"({"foo":"bar"})", R"([{"op":"add","path":"/child","value":{"grandchild":{}}}])", R"({"foo":"bar","child":{"grandchild":{}}})"},
     {R"({"foo":"bar"})", R"([{"op":"add","path":"/baz","value":"qux","xyz":123}])", R"({"foo":"bar","baz":"qux"})"},
-    {R"({"foo":"bar"})", R"([{"op":"add","path":"/baz/bat","value":"qux"}])", nullptr},
     {R"({"/":9,"~1":10})", R"([{"op":"test","path":"/~01","value":10}])", R"({"/":9,"~1":10})"},
     {R"({"/":9,"~1":10})", R"([{"op":"test","path":"/~01","value":"10"}])", nullptr},
-    {R"({"foo":["bar"]})", R"([{"op":"add","path":"/foo/-","value":["abc","def"]}])", R"({"foo":["bar",["abc","def"]]})"},
     // Numbers by value, references as plain values, the whole document.
     {R"({"n":1,"r":{"$ref":"#/n"}})", R"([{"op":"test","path":"/n","value":1.0},{"op":"test","path":"/r","value":{"$ref":"#/n"}},
        {"op":"copy","from":"/r","path":"/s"},{"op":"remove","path":"/r"}])", R"({"n":1,"s":{"$ref":"#/n"}})"},
@@ -64,16 +50,12 @@ const Example kPatchExamples[] = {
 TEST(Patch, RfcExamplesAndOwnCases)
 {
     for (const Example &e : kPatchExamples) {
-        JsonRoot doc(parse(e.doc)), patch(parse(e.patch));
+        JsonRoot doc(parse(e.doc)), patch(parse(e.patch)), expected(parse(e.result ? e.result : e.doc));
         const std::string before = dump(doc, 0);
         ErrorSlot err;
         EXPECT_EQ(kel_json_patch_apply(doc, patch, &err), e.result != nullptr) << e.patch << ": " << err.message();
-        if (e.result != nullptr) {
-            JsonRoot expected(parse(e.result));
-            EXPECT_TRUE(equal(doc, expected)) << e.patch << " gave " << dump(doc);
-        } else {
-            EXPECT_EQ(dump(doc, 0), before) << e.patch;
-        }
+        EXPECT_TRUE(equal(doc, expected)) << e.patch << " gave " << dump(doc);
+        EXPECT_TRUE(e.result || dump(doc, 0) == before) << e.patch;  // a failure keeps the member order too
     }
 }
 
@@ -92,42 +74,29 @@ struct Failure {
     const char *message;
 };
 
-const Failure kFailures[] = {
-    {R"({"op":"test","path":"/a/b","value":[5,2]})", KEL_JSON_ARG_INVALID,
-     R"(Patch operation "/10": test failed: the value at "/a/b" is not equal to the expected value)"},
-    {R"({"op":"move","from":"/a","path":"/a/b/0"})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": cannot move "/a" into its own child "/a/b/0")"},
-    {R"({"op":"remove","path":"/a/c"})", KEL_JSON_KEY_INVALID,
-     R"(Patch operation "/10": path "/a/c" does not exist: JSON object "/a" does not have key c)"},
-    {R"({"op":"copy","from":"/nope","path":"/x"})", KEL_JSON_KEY_INVALID,
-     R"(Patch operation "/10": from "/nope" does not exist: JSON object "" does not have key nope)"},
-    {R"({"op":"add","path":"/a/b/4","value":0})", KEL_JSON_INDEX_INVALID,
-     R"(Patch operation "/10": path "/a/b/4" does not exist: index 4 is out of bounds for JSON array "/a/b")"},
-    {R"({"op":"remove","path":"/d/2"})", KEL_JSON_INDEX_INVALID,
-     R"(Patch operation "/10": path "/d/2" does not exist: index 2 is out of bounds for JSON array "/d")"},
-    {R"({"op":"add","path":"/d/0/e/x","value":1})", KEL_JSON_TYPE_INVALID,
-     R"(Patch operation "/10": path "/d/0/e/x" does not exist: "/d/0/e" is of type int64)"},
-    {R"({"op":"test","path":"/r/b","value":1})", KEL_JSON_TYPE_INVALID,
-     R"(Patch operation "/10": path "/r/b" does not exist: "/r" is of type reference)"},
-    {R"({"op":"replace","path":"/a/b/-","value":0})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": path "/a/b/-" is not a valid JSON pointer: "-" is not an array index)"},
-    {R"({"op":"remove","path":"/a/b/01"})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": path "/a/b/01" is not a valid JSON pointer: "01" is not an array index)"},
-    {R"({"op":"move","from":"/a/b/-1","path":"/x"})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": from "/a/b/-1" is not a valid JSON pointer: "-1" is not an array index)"},
-    {R"({"op":"remove","path":"#/a"})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": path "#/a" is not a valid JSON pointer: it must be empty or begin with "/")"},
-    {R"({"op":"remove","path":"/a~2"})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": path "/a~2" is not a valid JSON pointer: "~" must be followed by "0" or "1")"},
-    {R"({"op":"remove","path":"/a~"})", KEL_JSON_POINTER_INVALID,
-     R"(Patch operation "/10": path "/a~" is not a valid JSON pointer: "~" must be followed by "0" or "1")"},
-    {R"({"op":"add","path":"/x"})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": missing member value)"},
-    {R"({"path":"/x"})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": missing member op)"},
-    {R"({"op":"merge","path":"/x"})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": unknown operation merge)"},
-    {R"({"op":"remove","path":["a"]})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": member path is not a string)"},
+const Failure kFailures[] = {  // after 'Patch operation "/10": ' unless the text names the function
+    {R"({"op":"test","path":"/a/b","value":[5,2]})", KEL_JSON_ARG_INVALID, R"(test failed: the value at "/a/b" is not equal to the expected value)"},
+    {R"({"op":"move","from":"/a","path":"/a/b/0"})", KEL_JSON_ARG_INVALID, R"(cannot move "/a" into its own child "/a/b/0")"},
+    {R"({"op":"remove","path":"/a/c"})", KEL_JSON_KEY_INVALID, R"(path "/a/c" does not exist: JSON object "/a" does not have key c)"},
+    {R"({"op":"copy","from":"/nope","path":"/x"})", KEL_JSON_KEY_INVALID, R"(from "/nope" does not exist: JSON object "" does not have key nope)"},
+    {R"({"op":"add","path":"/a/b/4","value":0})", KEL_JSON_INDEX_INVALID, R"(path "/a/b/4" does not exist: index 4 is out of bounds for JSON array "/a/b")"},
+    {R"({"op":"remove","path":"/d/2"})", KEL_JSON_INDEX_INVALID, R"(path "/d/2" does not exist: index 2 is out of bounds for JSON array "/d")"},
+    {R"({"op":"add","path":"/d/0/e/x","value":1})", KEL_JSON_TYPE_INVALID, R"(path "/d/0/e/x" does not exist: "/d/0/e" is of type int64)"},
+    {R"({"op":"test","path":"/r/b","value":1})", KEL_JSON_TYPE_INVALID, R"(path "/r/b" does not exist: "/r" is of type reference)"},
+    {R"({"op":"replace","path":"/a/b/-","value":0})", KEL_JSON_POINTER_INVALID, R"(path "/a/b/-" is not a valid JSON pointer: "-" is not an array index)"},
+    {R"({"op":"remove","path":"/a/b/01"})", KEL_JSON_POINTER_INVALID, R"(path "/a/b/01" is not a valid JSON pointer: "01" is not an array index)"},
+    {R"({"op":"move","from":"/a/b/-1","path":"/x"})", KEL_JSON_POINTER_INVALID, R"(from "/a/b/-1" is not a valid JSON pointer: "-1" is not an array index)"},
+    {R"({"op":"remove","path":"#/a"})", KEL_JSON_POINTER_INVALID, R"(path "#/a" is not a valid JSON pointer: it must be empty or begin with "/")"},
+    {R"({"op":"remove","path":"/a~2"})", KEL_JSON_POINTER_INVALID, R"(path "/a~2" is not a valid JSON pointer: "~" must be followed by "0" or "1")"},
+    {R"({"op":"remove","path":"/a~"})", KEL_JSON_POINTER_INVALID, R"(path "/a~" is not a valid JSON pointer: "~" must be followed by "0" or "1")"},
+    {R"({"op":"add","path":"/x"})", KEL_JSON_ARG_INVALID, R"(missing member value)"},
+    {R"({"path":"/x"})", KEL_JSON_ARG_INVALID, R"(missing member op)"},
+    {R"({"op":"merge","path":"/x"})", KEL_JSON_ARG_INVALID, R"(unknown operation merge)"},
+    {R"({"op":"remove","path":["a"]})", KEL_JSON_ARG_INVALID, R"(member path is not a string)"},
     {"5", KEL_JSON_TYPE_INVALID, R"(kel_json_patch_apply: invalid JSON type for "/10": expected object, got int64)"},
-    {R"({"op":"remove","path":""})", KEL_JSON_ARG_INVALID, R"(Patch operation "/10": cannot remove the whole document)"},
+    {R"({"op":"remove","path":""})", KEL_JSON_ARG_INVALID, R"(cannot remove the whole document)"},
     {R"({"op":"replace","path":"","value":[1]})", KEL_JSON_TYPE_INVALID,
-     R"(Patch operation "/10": the whole document (object) can only be replaced by an object or array of the same type, not array)"},
+     R"(the whole document (object) can only be replaced by an object or array of the same type, not array)"},
 };
 
 TEST(Patch, FailuresNameTheOperationAndLeaveTheDocumentAsItWas)
@@ -136,15 +105,13 @@ TEST(Patch, FailuresNameTheOperationAndLeaveTheDocumentAsItWas)
         JsonRoot doc(parse(kBase));
         JsonRoot patch(parse(("[" + std::string(kPrefix) + "," + f.op + "]").c_str()));
         const std::string before = dump(doc, 0);
-        std::vector<KelJson *> before_nodes, after_nodes;
-        nodes(doc, before_nodes);
+        const std::vector<KelJson *> before_nodes = nodes(doc);
         ErrorSlot err;
         EXPECT_FALSE(kel_json_patch_apply(doc, patch, &err)) << f.op;
         EXPECT_EQ(err.code(), f.code) << f.op;
-        EXPECT_EQ(err.message(), f.message);
+        EXPECT_EQ(err.message(), (strncmp(f.message, "kel_", 4) == 0 ? "" : "Patch operation \"/10\": ") + std::string(f.message));
         EXPECT_EQ(dump(doc, 0), before) << f.op;
-        nodes(doc, after_nodes);
-        EXPECT_EQ(after_nodes, before_nodes) << f.op;
+        EXPECT_EQ(nodes(doc), before_nodes) << f.op;
     }
     // Without the failing operation the prefix applies.
     JsonRoot doc(parse(kBase)), patch(parse(("[" + std::string(kPrefix) + "]").c_str()));
@@ -212,21 +179,17 @@ TEST(MergePatch, RfcExamplesGiveNewTreesSharingNothing)
         JsonRoot result(kel_json_merge_patch(target, patch, nullptr));
         ASSERT_NE(result.get(), nullptr) << e.patch;
         EXPECT_TRUE(equal(result, expected)) << e.patch << " gave " << dump(result);
-        std::vector<KelJson *> made, given;
-        nodes(result, made);
-        nodes(target, given);
-        nodes(patch, given);
-        for (KelJson *n : made)
+        std::vector<KelJson *> given = nodes(target), from_patch = nodes(patch);
+        given.insert(given.end(), from_patch.begin(), from_patch.end());
+        for (KelJson *n : nodes(result))
             EXPECT_EQ(std::count(given.begin(), given.end(), n), 0) << e.patch;
         EXPECT_EQ(dump(target) + dump(patch), target_text + patch_text);
     }
     ErrorSlot err;
     JsonRoot one(parse("{}"));
-    EXPECT_EQ(kel_json_merge_patch(nullptr, one, &err), nullptr);
-    EXPECT_EQ(kel_json_merge_patch(one, nullptr, &err), nullptr);
+    EXPECT_TRUE(kel_json_merge_patch(nullptr, one, &err) == nullptr && kel_json_merge_patch(one, nullptr, &err) == nullptr);
     EXPECT_EQ(err.pop(), "-1 kel_json_merge_patch: argument check failed: patch");
     EXPECT_EQ(err.pop(), "-1 kel_json_merge_patch: argument check failed: target");
-
     // Nesting deeper than any stack allows.
     KelJson *leaf = nullptr;
     JsonRoot deep(kel_test::deep_chain(true, 100000, &leaf));

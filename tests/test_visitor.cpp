@@ -9,43 +9,28 @@
 
 using kel_test::JsonRoot;
 using kel_test::LogCapture;
+using kel_test::parse;
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
-// Where a value sits, from the parent links ("#" for a value without parent).
-std::string where(const KelJson *v)
-{
-    std::string path;
-    for (; v != nullptr && v->parent != nullptr; v = v->parent)
-        path = "/" + (v->parent->type == KEL_JSON_OBJECT ? std::string(v->key) : std::to_string(v->index)) + path;
-    return path.empty() ? "#" : path;
-}
+// Where a value sits ("#" for a value without parent).
+std::string where(const KelJson *v) { return v->parent ? kel_test::pointer_of(v) : "#"; }
 
-// Records every callback as a line; call number `answer_at` (0-based) or
-// every call whose line is `answer_line` returns `answer`.
+// Records every callback as a line; call number `answer_at` (0-based) returns `answer`.
 struct Recorder {
     Lines trace;
     int answer_at = -1;
-    std::string answer_line;
     int answer = KEL_JSON_VISIT_CONTINUE;
     bool alpha_keys = true;  // obj_keys slot: sorted, or reversed when false
     int record(const std::string &line)
     {
-        const bool hit = static_cast<int>(trace.size()) == answer_at || line == answer_line;
         trace.push_back(line);
-        return hit ? answer : KEL_JSON_VISIT_CONTINUE;
+        return static_cast<int>(trace.size()) == answer_at + 1 ? answer : KEL_JSON_VISIT_CONTINUE;
     }
 };
 Recorder *rec(gpointer data) { return static_cast<Recorder *>(data); }
-
-std::string u128_text(KelUint128 v)
-{
-    char buf[48];
-    kel_uint128_to_str(v, 10, buf, sizeof buf);
-    return buf;
-}
 
 KelStrArray *recorded_keys(KelJson *obj, gpointer data)
 {
@@ -70,7 +55,7 @@ KelJsonVisitor full_visitor()  // all 18 slots recording
     v.on_str = [](KelJson *x, const char *s, gpointer d) { REC("on_str " + where(x) + " " + s); };
     v.on_i64 = [](KelJson *x, gint64 i, gpointer d) { REC("on_i64 " + where(x) + " " + std::to_string(i)); };
     v.on_u64 = [](KelJson *x, guint64 u, gpointer d) { REC("on_u64 " + where(x) + " " + std::to_string(u)); };
-    v.on_u128 = [](KelJson *x, KelUint128 u, gpointer d) { REC("on_u128 " + where(x) + " " + u128_text(u)); };
+    v.on_u128 = [](KelJson *x, KelUint128 u, gpointer d) { REC("on_u128 " + where(x) + " " + std::to_string(u.hi) + ":" + std::to_string(u.lo)); };
     v.on_double = [](KelJson *x, double f, gpointer d) { REC("on_double " + where(x) + " " + std::to_string(f)); };
     v.on_jref = [](KelJson *x, const char *uri, gpointer d) { REC("on_jref " + where(x) + " " + uri); };
     v.on_bool = [](KelJson *x, gboolean b, gpointer d) { REC("on_bool " + where(x) + (b ? " TRUE" : " FALSE")); };
@@ -96,8 +81,6 @@ KelJson *every_kind()  // uint64 values come only from the API
     return root;
 }
 
-KelJson *doc(const char *text) { return kel_json_loads(text, 0, nullptr); }
-
 }  // namespace
 
 // The walk as its rules read, recursive, as the reference for the
@@ -119,10 +102,8 @@ int model_iterate(KelJson *v, const KelJsonVisitor *vis, gpointer d)
     const bool obj = v->type == KEL_JSON_OBJECT;
     if (auto on_kind = obj ? vis->on_obj : vis->on_array) {
         const int r = on_kind(v, d);
-        if (r == 2 || r == 3)
-            return r;
-        if (r == 1)
-            return 0;
+        if (r == 1 || r == 2 || r == 3)  // other answers go on into the container
+            return r == 1 ? 0 : r;
     }
     KelStrArray *keys = !obj ? nullptr : vis->obj_keys ? vis->obj_keys(v, d) : kel_json_obj_keys(v);
     auto begin = obj ? vis->obj_begin : vis->array_begin;
@@ -167,26 +148,18 @@ gboolean model_visit(KelJson *root, const KelJsonVisitor *vis, gpointer d)
 // the key order is the object's own), over every kind and over scalar roots.
 TEST(VisitTravel, EveryCallbackEveryAnswerMatchesTheModel)
 {
-    JsonRoot docs[] = {JsonRoot(every_kind()), JsonRoot(doc("{\"m\":null,\"a\":[],\"z\":{},\"b\":1}")), JsonRoot(doc("42")), JsonRoot(doc("[]"))};
+    JsonRoot docs[] = {JsonRoot(every_kind()), JsonRoot(parse("{\"m\":null,\"a\":[],\"z\":{},\"b\":1}")), JsonRoot(parse("42")), JsonRoot(parse("[]"))};
     const KelJsonVisitor full = full_visitor();
     KelJsonVisitor sparse{};
-    sparse.on_array = full.on_array;
-    sparse.on_i64 = full.on_i64;
-    sparse.on_str = full.on_str;
-    sparse.on_bool = full.on_bool;
-    sparse.obj_end = full.obj_end;
-    sparse.obj_member = full.obj_member;
-    sparse.array_begin = full.array_begin;
+    sparse.on_array = full.on_array, sparse.on_str = full.on_str, sparse.on_i64 = full.on_i64, sparse.on_bool = full.on_bool;
+    sparse.obj_end = full.obj_end, sparse.obj_member = full.obj_member, sparse.array_begin = full.array_begin;
     for (const JsonRoot &root : docs)
         for (const auto &[v, alpha] : {std::pair{&full, true}, std::pair{&full, false}, std::pair{const_cast<const KelJsonVisitor *>(&sparse), true}}) {
             Recorder plain;
             ASSERT_TRUE(kel_json_visit(root, v, &plain));
             for (int at = -1; at < static_cast<int>(plain.trace.size()); at++)
                 for (int answer : {1, 2, 3, 7, -1}) {
-                    Recorder got, want;
-                    got.answer_at = want.answer_at = at;
-                    got.answer = want.answer = answer;
-                    got.alpha_keys = want.alpha_keys = alpha;
+                    Recorder got{{}, at, answer, alpha}, want = got;
                     const std::string where = "answer " + std::to_string(answer) + " at " + (at < 0 ? "none" : plain.trace[at]);
                     ASSERT_EQ(kel_json_visit(root, v, &got), model_visit(root, v, &want)) << where;
                     ASSERT_EQ(got.trace, want.trace) << where;
@@ -196,23 +169,21 @@ TEST(VisitTravel, EveryCallbackEveryAnswerMatchesTheModel)
 
 TEST(VisitArgs, UnknownKindAborts)
 {
-    JsonRoot root(doc("[1,2]"));
+    JsonRoot root(parse("[1,2]"));
     KelJson *odd = kel_json_array_get_base(root, 0, 0, nullptr);
     odd->type = 11;
     const KelJsonVisitor v = full_visitor();
     Recorder r, r2;
-    {
-        LogCapture log;
-        EXPECT_FALSE(kel_json_visit(root, &v, &r));
-        ASSERT_EQ(log.messages().size(), 1u);
-        const std::string &m = log.last();
-        EXPECT_EQ(m.rfind("file ", 0), 0u) << m;
-        EXPECT_TRUE(m.find("kel_json_visitor") != std::string::npos && m.find(" (iterate): should not be reached") != std::string::npos) << m;
-        // An unknown root aborts likewise, after its on_value.
-        EXPECT_FALSE(kel_json_visit(odd, &v, &r2));
-        EXPECT_EQ(log.messages().size(), 2u);
-    }
+    LogCapture log;
+    EXPECT_FALSE(kel_json_visit(root, &v, &r));
+    EXPECT_FALSE(kel_json_visit(odd, &v, &r2));  // an unknown root aborts likewise, after its on_value
     odd->type = KEL_JSON_INT64;
+    ASSERT_EQ(log.messages().size(), 2u);
+    EXPECT_FALSE(kel_json_visit(nullptr, &v, &r2));  // no value: a warning, no callback
+    EXPECT_EQ(log.messages().size(), 3u);
+    const std::string &m = log.messages()[1];
+    EXPECT_TRUE(m.rfind("file ", 0) == 0 && m.find("kel_json_visitor") != std::string::npos &&
+                m.find(" (iterate): should not be reached") != std::string::npos) << m;
     EXPECT_EQ(r.trace, (Lines{"on_value #", "on_array #", "array_begin #", "array_elem # 0 /0", "on_value /0"}));  // no end
     EXPECT_EQ(r2.trace, (Lines{"on_value /0"}));
 }
@@ -230,13 +201,10 @@ TEST(VisitArgs, NestedWalkFromCallback)
         return kel_json_visit(obj, &inner, d) ? KEL_JSON_VISIT_CONTINUE : KEL_JSON_VISIT_ABORT;
     };
     EXPECT_TRUE(kel_json_visit(root, &outer, &counts));
-    EXPECT_EQ(counts.first, 4);        // #, /a/1, /b, /h
-    EXPECT_EQ(counts.second, 26);      // 16 + 3 + 6 + 1, each object included
+    EXPECT_EQ(counts, std::make_pair(4, 26));  // #, /a/1, /b, /h; 16 + 3 + 6 + 1 values, each object included
 }
 
 namespace {
-
-constexpr int kDeep = 1000000;
 
 struct DeepCount {
     long begins = 0, ends = 0, members = 0, leaves = 0;
@@ -245,14 +213,14 @@ struct DeepCount {
 DeepCount *dc(gpointer d) { return static_cast<DeepCount *>(d); }
 
 // Runs `fn` on a thread with a 1 MiB stack, far too small for a recursive walk.
-void on_small_stack(const std::function<void()> &fn)
+void on_small_stack(std::function<void()> fn)
 {
     pthread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setstacksize(&attr, 1 << 20);
     pthread_t t;
-    auto body = [](void *arg) -> void * { return (*static_cast<const std::function<void()> *>(arg))(), nullptr; };
-    ASSERT_EQ(pthread_create(&t, &attr, body, const_cast<std::function<void()> *>(&fn)), 0);
+    auto body = [](void *arg) -> void * { return (*static_cast<std::function<void()> *>(arg))(), nullptr; };
+    ASSERT_EQ(pthread_create(&t, &attr, body, &fn), 0);
     pthread_join(t, nullptr);
     pthread_attr_destroy(&attr);
 }
@@ -263,13 +231,11 @@ class VisitDeep : public ::testing::TestWithParam<bool> {};
 
 TEST_P(VisitDeep, MillionLevelsWithoutNativeRecursion)
 {
+    constexpr int kDeep = 1000000;
     const bool objects = GetParam();
-    KelJson *root = kel_json_i64_new_base(1);
-    for (int i = 0; i < kDeep; i++) {
-        KelJson *c = objects ? kel_json_obj_new_base(FALSE) : kel_json_array_new_base(1, FALSE);
-        ASSERT_TRUE(objects ? kel_json_obj_put_base(c, "k", root, nullptr) : kel_json_array_push_base(c, root, nullptr));
-        root = c;
-    }
+    KelJson *leaf = nullptr;
+    JsonRoot root(kel_test::deep_chain(objects, kDeep, &leaf));
+    ASSERT_TRUE(objects ? kel_json_obj_put_i64_base(leaf, "k", 1, nullptr) : kel_json_array_push_i64_base(leaf, 1, nullptr));
     KelJsonVisitor v{};
     v.obj_begin = v.array_begin = [](KelJson *, gpointer d) { return ++dc(d)->begins, 0; };
     v.obj_end = v.array_end = [](KelJson *, gpointer d) { return ++dc(d)->ends, 0; };
@@ -282,13 +248,10 @@ TEST_P(VisitDeep, MillionLevelsWithoutNativeRecursion)
         gboolean ok = FALSE;
         on_small_stack([&] { ok = kel_json_visit(root, &v, &c); });
         EXPECT_EQ(ok, answer != 3);
-        EXPECT_EQ(c.begins, kDeep);
-        EXPECT_EQ(c.members, kDeep);
-        EXPECT_EQ(c.leaves, 1);
+        EXPECT_TRUE(c.begins == kDeep && c.members == kDeep && c.leaves == 1) << c.begins << " " << c.members << " " << c.leaves;
         // Stop closes every level, a skip cuts only the innermost short, an abort closes nothing.
         EXPECT_EQ(c.ends, answer == 3 ? 0 : kDeep) << "answer " << answer;
     }
-    kel_json_unref(root);
 }
 
 INSTANTIATE_TEST_SUITE_P(ArraysAndObjects, VisitDeep, ::testing::Values(false, true),
