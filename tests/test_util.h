@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <string>
 #include <vector>
@@ -108,6 +109,15 @@ inline KelJson *parse(const char *text, int flags = 0)
 
 inline KelJson *at(KelJson *array, int index) { return kel_json_array_get_base(array, index, 0, nullptr); }
 inline KelJson *member(KelJson *object, const char *key) { return kel_json_obj_get_base(object, key, 0, nullptr); }
+
+// Bytes the C heap has handed out. A leak shows in the plain build too: after
+// a warm-up round (pools filled), repeating the same work must not make it grow.
+// The sanitizer build's allocator answers 0, where its leak check takes over.
+inline size_t heap_in_use()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
 
 // A chain of `depth` containers, each holding the next under "k" (objects) or
 // at index 0 (arrays); `leaf` receives the innermost one.
