@@ -27,53 +27,35 @@ struct Union {
     JsonRoot left, right;
     ErrorSlot err;
     KelJson *result = nullptr;
-    Union(const char *l, const char *r, guint flags) : left(parse(l)), right(parse(r))
-    {
-        result = kel_json_union(left, right, flags, &err);
-    }
-    ~Union()
-    {
-        if (result != left.get())
-            kel_json_unref(result);
-    }
+    Union(const char *l, const char *r, guint flags) : left(parse(l)), right(parse(r)) { result = kel_json_union(left, right, flags, &err); }
+    ~Union() { kel_json_unref(result != left.get() ? result : nullptr); }
 };
 
 }  // namespace
 
-TEST(JsonCopy, EveryKindCopiesEqualAndIndependent)
+TEST(JsonCopy, EveryKindCopiesEqualAndIndependentBorrowingAsOwningUnknownLeftOut)
 {
     JsonRoot src(parse(R"({"list": [1, {"$ref": "#/s"}], "s": "h\u00e9", "n": null, "t": true, "f": false, "d": -2.5,
                            "big": 340282366920938463463374607431768211455, "nested": {"o": {}, "a": [[], [null]]}})"));
-    const std::string before = dump(src);
     JsonRoot copy(kel_json_copy(src)), part(kel_json_copy(member(src, "nested")));  // a member's copy is a new root too
-    EXPECT_EQ(dump(copy), before);
-    EXPECT_EQ(dump(part), R"({"a":[[],[null]],"o":{}})");
+    EXPECT_TRUE(dump(copy) == dump(src) && dump(part) == R"({"a":[[],[null]],"o":{}})");
     EXPECT_TRUE(copy->refcount == 0 && copy->parent == nullptr && part->refcount == 0 && part->parent == nullptr);
     KelJson *list = member(copy, "list");
-    EXPECT_STREQ(kel_json_parent_key(list), "list");
-    EXPECT_EQ(kel_json_parent_index(at(list, 1)), 1);
-    EXPECT_STREQ(kel_json_jref_uri(at(list, 1)), "#/s");  // copied as a reference, not followed
-    EXPECT_NE(member(copy, "s")->str, member(src, "s")->str);
-}
-
-TEST(JsonCopy, BorrowingContainersCopyAsOwning)
-{
-    JsonRoot owner(parse(R"({"x": 1, "y": [true]})"));
-    JsonRoot borrowed(kel_json_array_new_base(0, TRUE));
-    kel_json_array_push_base(borrowed, member(owner, "y"), nullptr);
-    kel_json_array_push_base(borrowed, member(owner, "x"), nullptr);
-    JsonRoot copy(kel_json_copy(borrowed));
-    EXPECT_TRUE(copy->flags == 0 && dump(copy) == "[[true],1]");
-    EXPECT_TRUE(kel_json_parent_index(at(copy, 1)) == 1 && at(copy, 1) != at(borrowed, 1));
-    // Member names come from the borrowing table, not from the members.
-    JsonRoot borrowed_obj(kel_json_obj_new_base(TRUE));
-    kel_json_obj_put_base(borrowed_obj, "other", member(owner, "x"), nullptr);
-    JsonRoot obj_copy(kel_json_copy(borrowed_obj));
+    EXPECT_TRUE(strcmp(kel_json_parent_key(list), "list") == 0 && kel_json_parent_index(at(list, 1)) == 1);
+    // References are copied, not followed; strings get their own text.
+    EXPECT_TRUE(strcmp(kel_json_jref_uri(at(list, 1)), "#/s") == 0 && member(copy, "s")->str != member(src, "s")->str);
+    // Borrowing containers copy as owning ones; member names come from the
+    // borrowing table, not from the members.
+    JsonRoot borrowed(kel_json_array_new_base(0, TRUE)), borrowed_obj(kel_json_obj_new_base(TRUE));
+    kel_json_array_push_base(borrowed, member(src, "nested"), nullptr);
+    kel_json_array_push_base(borrowed, member(src, "t"), nullptr);
+    kel_json_obj_put_base(borrowed_obj, "other", member(src, "t"), nullptr);
+    JsonRoot array_copy(kel_json_copy(borrowed)), obj_copy(kel_json_copy(borrowed_obj));
+    EXPECT_TRUE(array_copy->flags == 0 && dump(array_copy) == R"([{"a":[[],[null]],"o":{}},true])");
+    EXPECT_TRUE(kel_json_parent_index(at(array_copy, 1)) == 1 && at(array_copy, 1) != at(borrowed, 1));
     EXPECT_TRUE(obj_copy->flags == 0 && strcmp(kel_json_parent_key(member(obj_copy, "other")), "other") == 0);
-}
 
-TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
-{
+    // An unknown kind logs, and the walk goes on without it.
     LogCapture log;
     JsonRoot array(parse("[1, null, 3]"));
     KelJson *bad = at(array, 1);
@@ -82,48 +64,41 @@ TEST(JsonCopy, UnknownKindLogsAndTheWalkGoesOn)
     ASSERT_EQ(log.messages().size(), 1u);
     EXPECT_EQ(log.last().rfind("file src/json/kel_json.cpp: line ", 0), 0u) << log.last();
     EXPECT_NE(log.last().find(" (kel_json_copy): should not be reached"), std::string::npos);
-    JsonRoot copy(kel_json_copy(array));  // the corrupted member is left out
+    JsonRoot pruned(kel_json_copy(array));  // the corrupted member is left out
     bad->type = KEL_JSON_NULL;
-    EXPECT_EQ(dump(copy), "[1,3]");
-    EXPECT_EQ(log.messages().size(), 2u);
+    EXPECT_TRUE(dump(pruned) == "[1,3]" && log.messages().size() == 2u);
 }
 
 // The orphan keeps only the caller's counts: a middle element leaves null
-// behind, the last one shrinks the array, a member leaves its object.
-TEST(JsonSurgery, MakeOrphanDetachesFromEitherContainer)
+// behind, the last one shrinks the array, a member leaves its object. A
+// swapped-in child takes the old one's place.
+TEST(JsonSurgery, MakeOrphanAndSwapChildDetachFromEitherContainer)
 {
-    JsonRoot array(parse("[1, 2, 3]")), obj(parse(R"({"a": [1], "b": 2})"));
+    JsonRoot array(parse("[1, 2, 3]")), obj(parse(R"({"a": [1], "b": 2, "c": 3})"));
     KelJson *two = at(array, 1), *three = at(array, 2), *a = member(obj, "a");
     kel_json_ref(three);
     for (KelJson *v : {two, three, a})
         ASSERT_TRUE(kel_json_make_orphan_base(v));
-    EXPECT_EQ(dump(array), "[1,null]");
-    EXPECT_EQ(dump(obj), R"({"b":2})");
+    EXPECT_TRUE(dump(array) == "[1,null]" && dump(obj) == R"({"b":2,"c":3})");
     EXPECT_TRUE(two->parent == nullptr && two->refcount == 0 && three->parent == nullptr && three->refcount == 1 && a->parent == nullptr);
     for (KelJson *v : {two, three, a})
         kel_json_unref(v);
     EXPECT_TRUE(kel_json_make_orphan_base(obj));  // a root: nothing to do
-}
 
-TEST(JsonSurgery, SwapChildTakesTheOldPlace)
-{
-    JsonRoot obj(parse(R"({"b": 2, "c": 3})")), array(parse("[1, 2]"));
     KelJson *old_child = member(obj, "b"), *fresh = kel_json_str_new_base("new", nullptr);
     ErrorSlot err;
     ASSERT_TRUE(kel_json_swap_child_base(old_child, fresh, &err));
     EXPECT_TRUE(member(obj, "b") == fresh && strcmp(kel_json_parent_key(fresh), "b") == 0 && fresh->refcount == 1);
     EXPECT_TRUE(old_child->parent == nullptr && old_child->refcount == 0);
     kel_json_unref(old_child);
-    EXPECT_FALSE(kel_json_swap_child_base(fresh, member(obj, "c"), &err));  // the new child has a parent
-    EXPECT_EQ(err.code(), KEL_JSON_CHILD_OWNED);
+    EXPECT_TRUE(!kel_json_swap_child_base(fresh, member(obj, "c"), &err) && err.code() == KEL_JSON_CHILD_OWNED);  // the new one has a parent
     EXPECT_EQ(dump(obj), R"({"b":"new","c":3})");
-    KelJson *one = at(array, 1), *repl = kel_json_bool_new_base(TRUE);
-    ASSERT_TRUE(kel_json_swap_child_base(one, repl, nullptr));
+    KelJson *gap = at(array, 1), *repl = kel_json_bool_new_base(TRUE);
+    ASSERT_TRUE(kel_json_swap_child_base(gap, repl, nullptr));
     EXPECT_TRUE(dump(array) == "[1,true]" && kel_json_parent_index(repl) == 1);
-    kel_json_unref(one);
+    kel_json_unref(gap);
     JsonRoot lone(kel_json_i64_new_base(5)), other(kel_json_i64_new_base(6));
-    EXPECT_TRUE(kel_json_swap_child_base(lone, other, nullptr));  // no parent: nothing changes
-    EXPECT_EQ(other->parent, nullptr);
+    EXPECT_TRUE(kel_json_swap_child_base(lone, other, nullptr) && other->parent == nullptr);  // no parent: nothing changes
 }
 
 TEST(JsonSurgery, ArrayPutFillsAppendsAndReplaces)
@@ -132,51 +107,58 @@ TEST(JsonSurgery, ArrayPutFillsAppendsAndReplaces)
     KelJson *value = kel_json_str_new_base("v", nullptr);
     ErrorSlot err;
     ASSERT_TRUE(kel_json_array_put_ext(array, 3, value, fill, &err));
-    EXPECT_EQ(dump(array), R"([null,null,null,"v"])");
-    EXPECT_EQ(kel_json_parent_index(value), 3);
+    EXPECT_TRUE(dump(array) == R"([null,null,null,"v"])" && kel_json_parent_index(value) == 3);
     EXPECT_TRUE(at(array, 0) != at(array, 1) && fill->parent == nullptr);  // copies of the fill
     JsonRoot obj(kel_json_obj_new_base(FALSE)), deep_fill(parse(R"({"deep": [1, 2]})"));
-    EXPECT_FALSE(kel_json_array_put_ext(obj, 2, fill, deep_fill, &err));  // the failed copy is released
-    EXPECT_EQ(err.code(), KEL_JSON_TYPE_INVALID);
+    // Into a non-array: the failed copy of the fill is released.
+    EXPECT_TRUE(!kel_json_array_put_ext(obj, 2, fill, deep_fill, &err) && err.code() == KEL_JSON_TYPE_INVALID);
     err.clear();
 
     JsonRoot list(parse("[1, 2]"));
-    ASSERT_TRUE(kel_json_array_put_ext(list, 2, kel_json_i64_new_base(3), nullptr, &err));  // appends without a fill
     // Replacing drops the array's count and one more: a value survives only
-    // with two counts of the caller's own.
+    // with two counts of the caller's own. Without a fill, put appends.
     KelJson *former = at(list, 0);
     kel_json_ref(former);
     kel_json_ref(former);
-    ASSERT_TRUE(kel_json_array_put_ext(list, 0, kel_json_i64_new_base(9), nullptr, &err));
+    ASSERT_TRUE(kel_json_array_put_ext(list, 2, kel_json_i64_new_base(3), nullptr, &err) &&
+                kel_json_array_put_ext(list, 0, kel_json_i64_new_base(9), nullptr, &err));
     EXPECT_TRUE(former->parent == nullptr && former->refcount == 1);
     kel_json_unref(former);
-    ASSERT_TRUE(kel_json_array_put_ext(list, -1, kel_json_i64_new_base(8), nullptr, &err));
-    EXPECT_EQ(dump(list), "[9,2,8]");
-    EXPECT_FALSE(err);
+    EXPECT_TRUE(kel_json_array_put_ext(list, -1, kel_json_i64_new_base(8), nullptr, &err) && dump(list) == "[9,2,8]" && !err);
     JsonRoot seven(kel_json_i64_new_base(7));
     EXPECT_FALSE(kel_json_array_put_ext(list, 4, seven, nullptr, &err));  // one past the end needs a fill
     EXPECT_KEL_ERROR(err, KEL_JSON_INDEX_INVALID, "Index 4 is out of bounds for JSON array \"\"");
     EXPECT_EQ(dump(list), "[9,2,8]");
 }
 
-TEST(JsonSubset, ScalarsNodesAndKinds)
+TEST(JsonSubset, ScalarsObjectsAndNesting)
 {
-    const std::tuple<const char *, const char *, bool> cases[] = {
-        {"1", "1.0", true}, {"1.0", "1", true}, {"-1", "18446744073709551615", false},
-        {"18446744073709551615", "18446744073709551615.0", false},  // the double is 2^64
-        {"9007199254740993", "9007199254740993.0", false},          // b rounds to ...992
-        {"18446744073709551616", "18446744073709551616", true}, {"18446744073709551616", "1.8446744073709552e19", false},
-        {"-0.0", "0", true}, {"\"a\"", "\"a\"", true}, {"\"1\"", "1", false},
-        {"{\"$ref\": \"#/x\"}", "{\"$ref\": \"#/x\"}", true}, {"{\"$ref\": \"#/x\"}", "\"#/x\"", false},
-        {"null", "false", false}, {"true", "false", false}, {"false", "0", false}};
-    for (const auto &[a, b, expected] : cases)
-        EXPECT_EQ(subset(a, b, KEL_JSON_SUBSET_EQUAL), expected) << a << " in " << b;
+    const guint eq = KEL_JSON_SUBSET_EQUAL, size = KEL_JSON_SUBSET_OBJ_SIZE;
+    const std::tuple<const char *, const char *, guint, bool> cases[] = {
+        {"1", "1.0", eq, true}, {"1.0", "1", eq, true}, {"-1", "18446744073709551615", eq, false},
+        {"18446744073709551615", "18446744073709551615.0", eq, false},  // the double is 2^64
+        {"9007199254740993", "9007199254740993.0", eq, false},          // b rounds to ...992
+        {"18446744073709551616", "18446744073709551616", eq, true}, {"18446744073709551616", "1.8446744073709552e19", eq, false},
+        {"-0.0", "0", eq, true}, {"\"a\"", "\"a\"", eq, true}, {"\"1\"", "1", eq, false}, {"null", "false", eq, false},
+        {"{\"$ref\": \"#/x\"}", "{\"$ref\": \"#/x\"}", eq, true}, {"{\"$ref\": \"#/x\"}", "\"#/x\"", eq, false},
+        {"true", "false", eq, false}, {"false", "0", eq, false}, {"{}", "[]", 0, false},
+        {R"({"a": 1})", R"({"a": 1, "b": 2})", 0, true}, {R"({"a": 1})", R"({"a": 1, "b": 2})", size, false},
+        {R"({"a": 1, "b": 2})", R"({"b": 2.0, "a": 1})", eq, true},
+        {R"({"a": [1, 3]})", R"({"a": [1, 2, 3], "b": 0})", 0, true},  // flags reach every level
+        {R"({"a": [1, 3]})", R"({"a": [1, 2, 3]})", 1, false}, {R"([{"a": 1}])", R"([0, {"a": 1, "b": 2}])", size, false},
+        {R"({"a": {"$ref": "#/b"}, "b": 1})", R"({"a": 1, "b": 1})", 0, false},  // never followed
+        // Subsequence matching is greedy: a later possible match is missed.
+        {R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}])", 0, false},
+        {R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}, {"x": 1, "y": 2}])", 0, true}};
+    for (const auto &[a, b, flags, expected] : cases)
+        EXPECT_EQ(subset(a, b, flags), expected) << a << " in " << b;
+    for (guint flags : {0u, 1u, 3u, 7u, 8u, 15u})
+        EXPECT_TRUE(subset("{}", "{}", flags) && !subset(R"({"a": 1, "b": 2})", R"({"a": 1})", flags) &&
+                    !subset(R"({"a": 1})", R"({"b": 1})", flags)) << flags;
 
     JsonRoot nan(kel_json_double_new_base(NAN)), nan2(kel_json_double_new_base(NAN));
-    EXPECT_TRUE(kel_json_subset(nan, nan, 0));  // the same node
-    EXPECT_FALSE(kel_json_subset(nan, nan2, KEL_JSON_SUBSET_EQUAL));
-    EXPECT_TRUE(kel_json_subset(nullptr, nullptr, 0));
-    EXPECT_FALSE(kel_json_subset(nan, nullptr, 0) || kel_json_subset(nullptr, nan, 0));
+    EXPECT_TRUE(kel_json_subset(nan, nan, 0) && kel_json_subset(nullptr, nullptr, 0));  // the same node
+    EXPECT_FALSE(kel_json_subset(nan, nan2, KEL_JSON_SUBSET_EQUAL) || kel_json_subset(nan, nullptr, 0) || kel_json_subset(nullptr, nan, 0));
     // uint64 values come only from the API.
     JsonRoot u5(kel_json_u64_new_base(5)), i5(kel_json_i64_new_base(5)), w5(kel_json_u128_new_base(KelUint128{5, 0}));
     JsonRoot umax(kel_json_u64_new_base(G_MAXUINT64)), dmax(kel_json_double_new_base(18446744073709551616.0));
@@ -189,25 +171,6 @@ TEST(JsonSubset, ScalarsNodesAndKinds)
     odd2->type = 12;
     EXPECT_FALSE(kel_json_subset(odd, odd2, 0));
     odd->type = odd2->type = KEL_JSON_NULL;
-}
-
-TEST(JsonSubset, ObjectsAndNesting)
-{
-    EXPECT_TRUE(subset(R"({"a": 1})", R"({"a": 1, "b": 2})", 0));
-    EXPECT_FALSE(subset(R"({"a": 1})", R"({"a": 1, "b": 2})", KEL_JSON_SUBSET_OBJ_SIZE));
-    EXPECT_TRUE(subset(R"({"a": 1, "b": 2})", R"({"b": 2.0, "a": 1})", KEL_JSON_SUBSET_EQUAL));
-    for (guint flags : {0u, 1u, 3u, 7u, 8u, 15u}) {
-        EXPECT_FALSE(subset(R"({"a": 1, "b": 2})", R"({"a": 1})", flags) || subset(R"({"a": 1})", R"({"b": 1})", flags));
-        EXPECT_TRUE(subset("{}", "{}", flags)) << flags;
-    }
-    EXPECT_FALSE(subset("{}", "[]", 0));
-    EXPECT_TRUE(subset(R"({"a": [1, 3]})", R"({"a": [1, 2, 3], "b": 0})", 0));  // flags reach every level
-    EXPECT_FALSE(subset(R"({"a": [1, 3]})", R"({"a": [1, 2, 3]})", 1));
-    EXPECT_FALSE(subset(R"([{"a": 1}])", R"([0, {"a": 1, "b": 2}])", KEL_JSON_SUBSET_OBJ_SIZE));
-    EXPECT_FALSE(subset(R"({"a": {"$ref": "#/b"}, "b": 1})", R"({"a": 1, "b": 1})", 0));  // never followed
-    // Subsequence matching is greedy: a later possible match is missed.
-    EXPECT_FALSE(subset(R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}])", 0));
-    EXPECT_TRUE(subset(R"([{"x": 1}, {"x": 1, "y": 2}])", R"([{"x": 1, "y": 2}, {"x": 1}, {"x": 1, "y": 2}])", 0));
 }
 
 // One row per pair, one column per flag value: 0, 1, 3, 7, 8, 15.
@@ -232,14 +195,12 @@ TEST(JsonSubset, ArrayFlagMatrix)
 // answer must match element-by-element comparison at every offset.
 TEST(JsonSubset, RunSearchAgreesWithElementComparison)
 {
-    const double two60 = 1152921504606846976.0;
-    KelJson *nan = kel_json_double_new_base(NAN);
-    kel_json_ref(nan);  // kept alive across the borrowing arrays
     KelJson *pool[] = {kel_json_i64_new_base(1), kel_json_double_new_base(1.0), kel_json_u64_new_base(1),
                        kel_json_double_new_base(-0.0), kel_json_i64_new_base(0), kel_json_str_new_base("1", nullptr),
                        kel_json_null_new_base(), kel_json_double_new_base(NAN), kel_json_i64_new_base(1LL << 60),
-                       kel_json_double_new_base(two60), kel_json_u128_new_base(KelUint128{1, 0}),
+                       kel_json_double_new_base(0x1p60), kel_json_u128_new_base(KelUint128{1, 0}),
                        kel_json_double_new_base(-1.0), kel_json_u64_new_base(G_MAXUINT64), kel_json_array_new_base(0, FALSE)};
+    kel_json_ref(pool[7]);  // a NaN some rows share as it is: kept alive across the borrowing arrays
     GRand *rng = g_rand_new_with_seed(7);
     for (int round = 0; round < 4000; round++) {
         const int kinds = (int[]){4, 6, 8, 14}[round % 4];  // two or three classes (repeats), no large numbers, all
@@ -247,7 +208,7 @@ TEST(JsonSubset, RunSearchAgreesWithElementComparison)
         const int na = g_rand_int_range(rng, 2, 10), nb = g_rand_int_range(rng, 0, 20);
         for (int i = 0; i < na + nb; i++) {
             const int k = g_rand_int_range(rng, 0, kinds) % (i < na ? 13 : 14);
-            kel_json_array_push_base(i < na ? a : b, k == 7 && i % 3 == 0 ? nan : kel_json_copy(pool[k]), nullptr);
+            kel_json_array_push_base(i < na ? a : b, k == 7 && i % 3 == 0 ? pool[7] : kel_json_copy(pool[k]), nullptr);
         }
         bool expected = false;
         for (int s = 0; s + na <= nb && !expected; s++) {
@@ -258,7 +219,6 @@ TEST(JsonSubset, RunSearchAgreesWithElementComparison)
         ASSERT_EQ(kel_json_subset(a, b, KEL_JSON_SUBSET_ARRAY_RUN), expected) << dump(a) << " in " << dump(b);
     }
     g_rand_free(rng);
-    kel_json_unref(nan);
     for (KelJson *v : pool)
         kel_json_unref(v);
 }
@@ -266,40 +226,23 @@ TEST(JsonSubset, RunSearchAgreesWithElementComparison)
 TEST(JsonArrayFind, NumbersAcrossKindsAndStrings)
 {
     JsonRoot array(parse(R"(["x", 18446744073709551615, 1.0, 1, "one", {"a": [1]}])"));
-    JsonRoot one(kel_json_i64_new_base(1)), u64one(kel_json_u64_new_base(1)), two(kel_json_i64_new_base(2));
-    JsonRoot pattern(parse(R"({"a": [1.0]})"));
-    EXPECT_EQ(kel_json_array_find(array, one), at(array, 2));
-    EXPECT_EQ(kel_json_array_find(array, u64one), at(array, 2));
-    EXPECT_EQ(kel_json_array_find(array, pattern), at(array, 5));
-    EXPECT_EQ(kel_json_array_find(array, two), nullptr);
+    JsonRoot one(kel_json_i64_new_base(1)), u1(kel_json_u64_new_base(1)), two(kel_json_i64_new_base(2)), pattern(parse(R"({"a": [1.0]})"));
+    EXPECT_TRUE(kel_json_array_find(array, one) == at(array, 2) && kel_json_array_find(array, u1) == at(array, 2));
+    EXPECT_TRUE(kel_json_array_find(array, pattern) == at(array, 5) && kel_json_array_find(array, two) == nullptr);
     EXPECT_EQ(kel_json_array_find(pattern, one), nullptr);  // not an array
     EXPECT_EQ(kel_json_array_find_str(array, "one"), at(array, 4));
-    EXPECT_EQ(kel_json_array_find_str(array, "on"), nullptr);
-    EXPECT_EQ(kel_json_array_find_str(array, "\xc3\x28"), nullptr);
+    EXPECT_FALSE(kel_json_array_find_str(array, "on") || kel_json_array_find_str(array, "\xc3\x28"));
 }
 
-TEST(JsonUnion, ObjectsMergeIntoANewTree)
+// Conflicts fail unless resolved (PREFER_RIGHT alone is not enough); a slot
+// that already holds an error skips the copy steps that report into it
+// (one-sided members, resolved conflicts); equal members and nested unions stay.
+TEST(JsonUnion, ConflictsAndPendingErrors)
 {
-    Union u(R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0);
-    ASSERT_NE(u.result, nullptr);
-    EXPECT_TRUE(u.result != u.left.get() && u.result->refcount == 0 && u.result->parent == nullptr);
-    EXPECT_EQ(dump(u.right), R"({"b":{"y":2},"c":3})");
-    EXPECT_EQ(member(u.result, "b")->parent, u.result);  // nothing shared with the operands
-    EXPECT_NE(member(u.result, "a"), member(u.left, "a"));
-}
-
-TEST(JsonUnion, ConflictsAndTheirResolution)
-{
-    for (const char *left : {R"({"a": 1})", R"({"a": {}})"}) {
-        Union fail(left, R"({"a": 2})", 0);
-        EXPECT_EQ(fail.result, nullptr);
-        EXPECT_KEL_ERROR(fail.err, KEL_JSON_ARG_INVALID, "Cannot union values from /a and /a; primitives are not equal");
-        EXPECT_EQ(fail.err.domain(), kel_json_error_domain());
-        EXPECT_EQ(Union(left, R"({"a": 2})", KEL_JSON_UNION_PREFER_RIGHT).result, nullptr);  // needs RESOLVE
-        EXPECT_EQ(dump(Union(left, R"({"a": 2})", KEL_JSON_UNION_RESOLVE).result), std::string("{\"a\":") + (left[6] == '1' ? "1}" : "{}}"));
-        EXPECT_EQ(dump(Union(left, R"({"a": 2})", KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT).result), R"({"a":2})");
-    }
+    const char *a_differs = "Cannot union values from /a and /a; primitives are not equal";
     const std::tuple<const char *, const char *, guint, int, const char *> failures[] = {
+        {R"({"a": 1})", R"({"a": 2})", 0, KEL_JSON_ARG_INVALID, a_differs}, {R"({"a": {}})", R"({"a": 2})", 0, KEL_JSON_ARG_INVALID, a_differs},
+        {R"({"a": 1})", R"({"a": 2})", 2, KEL_JSON_ARG_INVALID, a_differs}, {R"({"a": {}})", R"({"a": 2})", 2, KEL_JSON_ARG_INVALID, a_differs},
         {R"({"x": {"a~b": [1]}, "y": 1})", R"({"x": {"a~b": "s"}})", 0, KEL_JSON_ARG_INVALID,
          "Cannot union values from /x/a~0b and /x/a~0b; primitives are not equal"},
         {R"({"a": []})", R"({"a": {}})", KEL_JSON_UNION_RESOLVE, KEL_JSON_TYPE_INVALID, "Cannot union array with object"},
@@ -317,17 +260,15 @@ TEST(JsonUnion, ConflictsAndTheirResolution)
         {R"({"0": [1], "a": {"b": [{"d": [1, 2], "z": 1}], "e": "x"}, "f": [1]})",
          R"({"0": [1, 2], "a": {"b": [{"z": 2}], "y": {"q": 1}}, "g": {}})", 0, KEL_JSON_ARG_INVALID,
          "Cannot union values from /a/b/0/z and /a/b/0/z; primitives are not equal"},
-    };
+        {"1.5", "{}", 0, KEL_JSON_TYPE_INVALID, "Cannot union primitive type number"},
+        {"[]", "null", 0, KEL_JSON_TYPE_INVALID, "Cannot union primitive type null"},
+        {"{\"$ref\": \"#\"}", "{}", 0, KEL_JSON_TYPE_INVALID, "Cannot union primitive type reference"},
+        {"[]", "{\"$ref\": \"#\"}", 0, KEL_JSON_TYPE_INVALID, "Cannot union primitive type reference"}};
     for (const auto &[l, r, flags, code, message] : failures) {
         Union u(l, r, flags);
-        EXPECT_EQ(u.result, nullptr);
+        EXPECT_TRUE(u.result == nullptr && u.err.domain() == kel_json_error_domain()) << l << " " << r;
         EXPECT_KEL_ERROR(u.err, code, message);
         EXPECT_EQ(dump(u.left), dump(JsonRoot(parse(l))));
-    }
-    const std::pair<const char *, const char *> primitives[] = {{"1.5", "number"}, {"null", "null"}, {"{\"$ref\": \"#\"}", "reference"}};
-    for (const auto &[text, name] : primitives) {
-        EXPECT_KEL_ERROR(Union(text, "{}", 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
-        EXPECT_KEL_ERROR(Union("[]", text, 0).err, KEL_JSON_TYPE_INVALID, std::string("Cannot union primitive type ") + name);
     }
     JsonRoot bad(kel_json_null_new_base());  // a corrupted kind counts as a primitive
     bad->type = 11;
@@ -335,24 +276,22 @@ TEST(JsonUnion, ConflictsAndTheirResolution)
     EXPECT_EQ(kel_json_union(bad, bad, 0, &err), nullptr);
     bad->type = KEL_JSON_NULL;
     EXPECT_KEL_ERROR(err, KEL_JSON_TYPE_INVALID, "Cannot union primitive type <unknown>");
-}
-
-// A slot that already holds an error skips the copy steps that report into it
-// (one-sided members, resolved conflicts); equal members and nested unions stay.
-TEST(JsonUnion, PendingErrorSkipsOneSidedMembers)
-{
+    err.clear();
     JsonRoot left(parse(R"({"both": 1, "l": 1, "c": 1, "o": {"x": 1}})")), right(parse(R"({"both": 1, "r": 1, "c": 2, "o": {"y": 1}})"));
-    ErrorSlot err;
     kel_set_error(&err, kel_error_domain(), KEL_IO_FAIL, "earlier");
     JsonRoot result(kel_json_union(left, right, KEL_JSON_UNION_RESOLVE, &err));
-    EXPECT_EQ(dump(result), R"({"both":1,"o":{}})");
-    EXPECT_EQ(err.message(), "earlier");
-    EXPECT_EQ(err->next, nullptr);
+    EXPECT_TRUE(dump(result) == R"({"both":1,"o":{}})" && err.message() == "earlier" && err->next == nullptr);
 }
 
-// Objects merge by name (equal primitives by value), arrays position by position.
+// Objects merge by name (equal primitives by value), arrays position by
+// position, into a new tree that shares nothing with the operands.
 TEST(JsonUnion, MergedTrees)
 {
+    Union u(R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0);
+    ASSERT_NE(u.result, nullptr);
+    EXPECT_TRUE(u.result != u.left.get() && u.result->refcount == 0 && u.result->parent == nullptr);
+    EXPECT_TRUE(member(u.result, "b")->parent == u.result && member(u.result, "a") != member(u.left, "a") &&
+                dump(u.right) == R"({"b":{"y":2},"c":3})");
     const std::tuple<const char *, const char *, guint, const char *> cases[] = {
         {R"({"a": 1, "b": {"x": 1}})", R"({"b": {"y": 2}, "c": 3})", 0, R"({"a":1,"b":{"x":1,"y":2},"c":3})"},
         {R"({"a": 1, "s": "t", "n": null})", R"({"a": 1.0, "s": "t", "n": null})", 0, R"({"a":1,"n":null,"s":"t"})"},
@@ -360,7 +299,9 @@ TEST(JsonUnion, MergedTrees)
         {"[1, 2]", "[3]", 4, "[1,2,3]"}, {R"([1, {"a": 1}])", R"([1, {"b": 2}])", 0, R"([1,{"a":1,"b":2}])"},
         {"[[1]]", "[[2]]", 4, "[[1,2]]"}, {"[[1]]", "[[2]]", 12, "[[1],[2]]"}, {"[[1], [2]]", "[[1]]", 0, "[[1],[2]]"},
         {"[]", "[]", 0, "[]"}, {"[1.5]", "[1.5]", 0, "[1.500000]"}, {R"([{"a": 1}])", R"([{"a": 2}])", 3, R"([{"a":2}])"},
-        {R"({"o": {"l": [1]}})", R"({"o": {"l": [2]}})", 4, R"({"o":{"l":[1,2]}})"}};
+        {R"({"o": {"l": [1]}})", R"({"o": {"l": [2]}})", 4, R"({"o":{"l":[1,2]}})"},
+        {R"({"a": 1})", R"({"a": 2})", 1, R"({"a":1})"}, {R"({"a": {}})", R"({"a": 2})", 1, R"({"a":{}})"},  // resolved conflicts
+        {R"({"a": 1})", R"({"a": 2})", 3, R"({"a":2})"}, {R"({"a": {}})", R"({"a": 2})", 3, R"({"a":2})"}};
     for (const auto &[l, r, flags, expected] : cases) {
         Union u(l, r, flags);
         EXPECT_EQ(dump(u.result), expected) << l << " " << r << " " << flags << ": " << u.err.message();
@@ -368,15 +309,15 @@ TEST(JsonUnion, MergedTrees)
     }
 }
 
-TEST(JsonUnion, InPlace)
+// In place, the left operand takes the result; with itself (or a part of
+// itself) as the right, the walk reads only the elements the right operand
+// had at the start, so it ends; not in place it is a plain copy.
+TEST(JsonUnion, InPlaceAlsoWithItselfOrAPartOfItself)
 {
     Union obj(R"({"a": 1, "o": {"x": 1}})", R"({"b": 2, "o": {"y": [1]}})", KEL_JSON_UNION_IN_PLACE);
-    EXPECT_EQ(obj.result, obj.left.get());
-    EXPECT_EQ(dump(obj.left), R"({"a":1,"b":2,"o":{"x":1,"y":[1]}})");
-    EXPECT_EQ(dump(obj.right), R"({"b":2,"o":{"y":[1]}})");
+    EXPECT_TRUE(obj.result == obj.left.get() && dump(obj.left) == R"({"a":1,"b":2,"o":{"x":1,"y":[1]}})" && dump(obj.right) == R"({"b":2,"o":{"y":[1]}})");
     KelJson *y = member(member(obj.left, "o"), "y");
-    EXPECT_NE(y, member(member(obj.right, "o"), "y"));
-    EXPECT_EQ(pointer_of(at(y, 0)), "/o/y/0");
+    EXPECT_TRUE(y != member(member(obj.right, "o"), "y") && pointer_of(at(y, 0)) == "/o/y/0");
     const std::tuple<const char *, const char *, guint, const char *> cases[] = {
         {R"([1, [2]])", R"([1, [2, 3], 4])", 0, "[1,[2,3],4]"},
         {R"({"a": 1, "b": [1]})", R"({"a": [2], "b": 3})", KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT, R"({"a":[2],"b":3})"},
@@ -389,30 +330,20 @@ TEST(JsonUnion, InPlace)
         EXPECT_TRUE(u.result == u.left.get() || (u.result == nullptr && u.err.code() == KEL_JSON_ARG_INVALID)) << l;
         EXPECT_EQ(dump(u.left), expected);
     }
-}
 
-// The same node on both sides: the walk reads only the elements the right
-// operand had at the start, so it ends; not in place it is a plain copy.
-TEST(JsonUnion, InPlaceWithItselfOrAPartOfItself)
-{
-    JsonRoot prims(parse("[1, 2]")), nested(parse("[[1], [2]]")), obj(parse(R"({"a": 1, "l": [1, 2], "o": {"p": [true]}})"));
+    JsonRoot prims(parse("[1, 2]")), nested(parse("[[1], [2]]")), doc(parse(R"({"a": 1, "l": [1, 2], "o": {"p": [true]}})"));
     ErrorSlot err;
     const guint append = KEL_JSON_UNION_IN_PLACE | KEL_JSON_UNION_APPEND_PRIMITIVES;
-    EXPECT_EQ(kel_json_union(prims, prims, append, &err), prims.get());
-    EXPECT_EQ(kel_json_union(prims, prims, KEL_JSON_UNION_IN_PLACE, &err), prims.get());
+    EXPECT_TRUE(kel_json_union(prims, prims, append, &err) == prims.get() &&
+                kel_json_union(prims, prims, KEL_JSON_UNION_IN_PLACE, &err) == prims.get());
     EXPECT_EQ(dump(prims), "[1,2,1,2]");
-    EXPECT_EQ(kel_json_union(nested, nested, append | KEL_JSON_UNION_APPEND_CONTAINERS, &err), nested.get());
-    EXPECT_EQ(dump(nested), "[[1],[2],[1],[2]]");
-    EXPECT_EQ(pointer_of(at(at(nested, 3), 0)), "/3/0");
-    EXPECT_EQ(kel_json_union(obj, obj, append, &err), obj.get());
-    EXPECT_EQ(dump(obj), R"({"a":1,"l":[1,2,1,2],"o":{"p":[true,true]}})");
-    EXPECT_FALSE(err);
-    EXPECT_EQ(dump(JsonRoot(kel_json_union(obj, obj, 0, &err))), dump(obj));
-
+    EXPECT_TRUE(kel_json_union(nested, nested, append | KEL_JSON_UNION_APPEND_CONTAINERS, &err) == nested.get() &&
+                dump(nested) == "[[1],[2],[1],[2]]" && pointer_of(at(at(nested, 3), 0)) == "/3/0");
+    EXPECT_TRUE(kel_json_union(doc, doc, append, &err) == doc.get() && dump(doc) == R"({"a":1,"l":[1,2,1,2],"o":{"p":[true,true]}})" && !err);
+    EXPECT_EQ(dump(JsonRoot(kel_json_union(doc, doc, 0, &err))), dump(doc));
     JsonRoot left(parse(R"({"a": {"a": 1, "b": 2}})"));  // the right operand inside the left one
     const guint flags = KEL_JSON_UNION_IN_PLACE | KEL_JSON_UNION_RESOLVE | KEL_JSON_UNION_PREFER_RIGHT;
-    EXPECT_EQ(kel_json_union(left, member(left, "a"), flags, &err), left.get());
-    EXPECT_EQ(dump(left), R"({"a":1,"b":2})");
+    EXPECT_TRUE(kel_json_union(left, member(left, "a"), flags, &err) == left.get() && dump(left) == R"({"a":1,"b":2})");
 }
 
 // Far deeper than recursion could go on the default stack (plain copies and
@@ -421,17 +352,13 @@ class JsonCopyDeep : public ::testing::TestWithParam<bool> {};
 
 TEST_P(JsonCopyDeep, MillionLevelChainsCompareAndUnite)
 {
-    constexpr int kDepth = 1000000;
     const bool objects = GetParam();
     KelJson *leaf_l = nullptr, *leaf_r = nullptr;
-    JsonRoot left(deep_chain(objects, kDepth, &leaf_l)), right(deep_chain(objects, kDepth, &leaf_r));
+    JsonRoot left(deep_chain(objects, 1000000, &leaf_l)), right(deep_chain(objects, 1000000, &leaf_r));
     JsonRoot copy(kel_json_copy(left));
-    if (objects) {
+    if (objects)
         kel_json_obj_put_i64_base(leaf_l, "l", 1, nullptr);
-        kel_json_obj_put_i64_base(leaf_r, "r", 2, nullptr);
-    } else {
-        kel_json_array_push_i64_base(leaf_r, 2, nullptr);
-    }
+    objects ? kel_json_obj_put_i64_base(leaf_r, "r", 2, nullptr) : kel_json_array_push_i64_base(leaf_r, 2, nullptr);
     EXPECT_TRUE(kel_json_subset(copy, right, 0));
     EXPECT_FALSE(kel_json_subset(copy, right, KEL_JSON_SUBSET_EQUAL) || kel_json_subset(right, copy, 0));
     ErrorSlot err;
@@ -439,17 +366,12 @@ TEST_P(JsonCopyDeep, MillionLevelChainsCompareAndUnite)
     ASSERT_NE(merged.get(), nullptr) << err.message();
     EXPECT_EQ(dump(innermost(merged)), objects ? R"({"l":1,"r":2})" : "[2]");
     EXPECT_TRUE(kel_json_subset(left, merged, 0) && kel_json_subset(right, merged, 0));
-    EXPECT_EQ(kel_json_union(left, right, KEL_JSON_UNION_IN_PLACE, &err), left.get());
-    EXPECT_TRUE(kel_json_subset(merged, left, KEL_JSON_SUBSET_EQUAL));
+    EXPECT_TRUE(kel_json_union(left, right, KEL_JSON_UNION_IN_PLACE, &err) == left.get() && kel_json_subset(merged, left, KEL_JSON_SUBSET_EQUAL));
     // A conflict at the bottom fails every level and releases them all.
-    if (objects) {
-        kel_json_obj_put_i64_base(leaf_r, "l", 3, nullptr);
-    } else {
-        kel_json_array_push_str_base(leaf_r, "x", nullptr);
+    if (!objects)
         kel_json_array_push_i64_base(innermost(left), 3, nullptr);
-    }
-    EXPECT_EQ(kel_json_union(left, right, 0, &err), nullptr);
-    EXPECT_EQ(err.code(), objects ? KEL_JSON_ARG_INVALID : KEL_JSON_TYPE_INVALID);
+    objects ? kel_json_obj_put_i64_base(leaf_r, "l", 3, nullptr) : kel_json_array_push_str_base(leaf_r, "x", nullptr);
+    EXPECT_TRUE(kel_json_union(left, right, 0, &err) == nullptr && err.code() == (objects ? KEL_JSON_ARG_INVALID : KEL_JSON_TYPE_INVALID));
 }
 
 INSTANTIATE_TEST_SUITE_P(ArraysAndObjects, JsonCopyDeep, ::testing::Values(false, true),

@@ -1,16 +1,12 @@
 // JSON Patch and JSON Merge Patch: the examples of both RFCs, the failures
 // that matter, and that a failed patch leaves the document as it was.
 #include <algorithm>
-#include <cstring>
 
 #include "test_util.h"
 
 namespace {
 
-using kel_test::dump;
-using kel_test::ErrorSlot;
-using kel_test::JsonRoot;
-using kel_test::parse;
+using namespace kel_test;
 
 bool equal(KelJson *a, KelJson *b) { return kel_json_subset(a, b, KEL_JSON_SUBSET_EQUAL) && kel_json_subset(b, a, KEL_JSON_SUBSET_EQUAL); }
 
@@ -24,9 +20,7 @@ std::vector<KelJson *> nodes(KelJson *json)
     return out;
 }
 
-struct Example {
-    const char *doc, *patch, *result;  // result null: the patch must fail
-};
+struct Example { const char *doc, *patch, *result; };  // result null: the patch must fail
 
 // RFC 6902 appendix A, where the successful prefix of the failure test below
 // does not already cover it (A.13's duplicate "op" is a parse matter, covered
@@ -68,11 +62,7 @@ const char *const kPrefix = R"({"op":"remove","path":"/a/c"},{"op":"move","from"
     {"op":"remove","path":"/a/b/0"},{"op":"replace","path":"/a/b/0","value":5},{"op":"add","path":"","value":{"z":1}},
     {"op":"move","from":"/z","path":"/y"},{"op":"replace","path":"","value":{"a":{"b":[5,2,3]},"d":[{"e":1,"f":true},{}],"r":{"$ref":"#/a"}}})";
 
-struct Failure {
-    const char *op;  // the operation after the prefix: "/10" in messages
-    int code;
-    const char *message;
-};
+struct Failure { const char *op; int code; const char *message; };  // op: the operation after the prefix, "/10"
 
 const Failure kFailures[] = {  // after 'Patch operation "/10": ' unless the text names the function
     {R"({"op":"test","path":"/a/b","value":[5,2]})", KEL_JSON_ARG_INVALID, R"(test failed: the value at "/a/b" is not equal to the expected value)"},
@@ -102,16 +92,14 @@ const Failure kFailures[] = {  // after 'Patch operation "/10": ' unless the tex
 TEST(Patch, FailuresNameTheOperationAndLeaveTheDocumentAsItWas)
 {
     for (const Failure &f : kFailures) {
-        JsonRoot doc(parse(kBase));
-        JsonRoot patch(parse(("[" + std::string(kPrefix) + "," + f.op + "]").c_str()));
+        JsonRoot doc(parse(kBase)), patch(parse(("[" + std::string(kPrefix) + "," + f.op + "]").c_str()));
         const std::string before = dump(doc, 0);
         const std::vector<KelJson *> before_nodes = nodes(doc);
         ErrorSlot err;
         EXPECT_FALSE(kel_json_patch_apply(doc, patch, &err)) << f.op;
         EXPECT_EQ(err.code(), f.code) << f.op;
-        EXPECT_EQ(err.message(), (strncmp(f.message, "kel_", 4) == 0 ? "" : "Patch operation \"/10\": ") + std::string(f.message));
-        EXPECT_EQ(dump(doc, 0), before) << f.op;
-        EXPECT_EQ(nodes(doc), before_nodes) << f.op;
+        EXPECT_EQ(err.message(), (std::string_view(f.message).starts_with("kel_") ? "" : "Patch operation \"/10\": ") + std::string(f.message));
+        EXPECT_TRUE(dump(doc, 0) == before && nodes(doc) == before_nodes) << f.op << " left " << dump(doc, 0);
     }
     // Without the failing operation the prefix applies.
     JsonRoot doc(parse(kBase)), patch(parse(("[" + std::string(kPrefix) + "]").c_str()));
@@ -123,19 +111,17 @@ TEST(Patch, ArgumentsUntouchedNodesAndThePatchInsideTheDocument)
 {
     ErrorSlot err;
     JsonRoot doc(parse(R"({"keep":{"x":[1]},"p":[{"op":"remove","path":"/p"},{"op":"add","path":"/q","value":1}]})"));
-    EXPECT_FALSE(kel_json_patch_apply(nullptr, doc, &err));
     EXPECT_FALSE(kel_json_patch_apply(doc, nullptr, &err));
     EXPECT_FALSE(kel_json_patch_apply(doc, doc, &err));
     EXPECT_EQ(err.pop(), R"(-2 kel_json_patch_apply: invalid JSON type for "": expected array, got object)");
     EXPECT_EQ(err.pop(), "-1 kel_json_patch_apply: argument check failed: patch");
-    EXPECT_EQ(err.pop(), "-1 kel_json_patch_apply: argument check failed: doc");
 
     // A patch held by the document may remove itself; nodes it does not
     // touch are the same nodes afterwards.
-    KelJson *keep = kel_test::member(doc, "keep");
-    ASSERT_TRUE(kel_json_patch_apply(doc, kel_test::member(doc, "p"), &err)) << err.message();
+    KelJson *keep = member(doc, "keep");
+    ASSERT_TRUE(kel_json_patch_apply(doc, member(doc, "p"), &err)) << err.message();
     EXPECT_EQ(dump(doc), R"({"keep":{"x":[1]},"q":1})");
-    EXPECT_EQ(kel_test::member(doc, "keep"), keep);
+    EXPECT_EQ(member(doc, "keep"), keep);
 }
 
 TEST(Patch, CopiesAreBoundedByTheBudget)
@@ -154,21 +140,13 @@ TEST(Patch, CopiesAreBoundedByTheBudget)
 
 // RFC 7386 appendix A.
 const Example kMergeExamples[] = {
-    {R"({"a":"b"})", R"({"a":"c"})", R"({"a":"c"})"},
-    {R"({"a":"b"})", R"({"b":"c"})", R"({"a":"b","b":"c"})"},
-    {R"({"a":"b"})", R"({"a":null})", "{}"},
-    {R"({"a":"b","b":"c"})", R"({"a":null})", R"({"b":"c"})"},
-    {R"({"a":["b"]})", R"({"a":"c"})", R"({"a":"c"})"},
-    {R"({"a":"c"})", R"({"a":["b"]})", R"({"a":["b"]})"},
-    {R"({"a":{"b":"c"}})", R"({"a":{"b":"d","c":null}})", R"({"a":{"b":"d"}})"},
-    {R"({"a":[{"b":"c"}]})", R"({"a":[1]})", R"({"a":[1]})"},
-    {R"(["a","b"])", R"(["c","d"])", R"(["c","d"])"},
-    {R"({"a":"b"})", R"(["c"])", R"(["c"])"},
-    {R"({"a":"foo"})", "null", "null"},
-    {R"({"a":"foo"})", R"("bar")", R"("bar")"},
-    {R"({"e":null})", R"({"a":1})", R"({"e":null,"a":1})"},
-    {R"([1,2])", R"({"a":"b","c":null})", R"({"a":"b"})"},
-    {"{}", R"({"a":{"bb":{"ccc":null}}})", R"({"a":{"bb":{}}})"},
+    {R"({"a":"b"})", R"({"a":"c"})", R"({"a":"c"})"}, {R"({"a":"b"})", R"({"b":"c"})", R"({"a":"b","b":"c"})"},
+    {R"({"a":"b"})", R"({"a":null})", "{}"}, {R"({"a":"b","b":"c"})", R"({"a":null})", R"({"b":"c"})"},
+    {R"({"a":["b"]})", R"({"a":"c"})", R"({"a":"c"})"}, {R"({"a":"c"})", R"({"a":["b"]})", R"({"a":["b"]})"},
+    {R"({"a":{"b":"c"}})", R"({"a":{"b":"d","c":null}})", R"({"a":{"b":"d"}})"}, {R"({"a":[{"b":"c"}]})", R"({"a":[1]})", R"({"a":[1]})"},
+    {R"(["a","b"])", R"(["c","d"])", R"(["c","d"])"}, {R"({"a":"b"})", R"(["c"])", R"(["c"])"}, {R"({"a":"foo"})", "null", "null"},
+    {R"({"a":"foo"})", R"("bar")", R"("bar")"}, {R"({"e":null})", R"({"a":1})", R"({"e":null,"a":1})"},
+    {R"([1,2])", R"({"a":"b","c":null})", R"({"a":"b"})"}, {"{}", R"({"a":{"bb":{"ccc":null}}})", R"({"a":{"bb":{}}})"},
 };
 
 TEST(MergePatch, RfcExamplesGiveNewTreesSharingNothing)
@@ -179,21 +157,16 @@ TEST(MergePatch, RfcExamplesGiveNewTreesSharingNothing)
         JsonRoot result(kel_json_merge_patch(target, patch, nullptr));
         ASSERT_NE(result.get(), nullptr) << e.patch;
         EXPECT_TRUE(equal(result, expected)) << e.patch << " gave " << dump(result);
-        std::vector<KelJson *> given = nodes(target), from_patch = nodes(patch);
-        given.insert(given.end(), from_patch.begin(), from_patch.end());
-        for (KelJson *n : nodes(result))
-            EXPECT_EQ(std::count(given.begin(), given.end(), n), 0) << e.patch;
+        for (KelJson *n : nodes(result))  // no node of the target or the patch
+            EXPECT_EQ(std::ranges::count(nodes(target), n) + std::ranges::count(nodes(patch), n), 0) << e.patch;
         EXPECT_EQ(dump(target) + dump(patch), target_text + patch_text);
     }
     ErrorSlot err;
     JsonRoot one(parse("{}"));
-    EXPECT_TRUE(kel_json_merge_patch(nullptr, one, &err) == nullptr && kel_json_merge_patch(one, nullptr, &err) == nullptr);
+    EXPECT_EQ(kel_json_merge_patch(one, nullptr, &err), nullptr);
     EXPECT_EQ(err.pop(), "-1 kel_json_merge_patch: argument check failed: patch");
-    EXPECT_EQ(err.pop(), "-1 kel_json_merge_patch: argument check failed: target");
     // Nesting deeper than any stack allows.
-    KelJson *leaf = nullptr;
-    JsonRoot deep(kel_test::deep_chain(true, 100000, &leaf));
-    kel_json_obj_put_i64_base(leaf, "v", 1, nullptr);
+    JsonRoot deep(deep_chain(true, 100000));
     JsonRoot merged(kel_json_merge_patch(one, deep, nullptr));
     EXPECT_TRUE(equal(merged, deep));
 }

@@ -19,14 +19,10 @@ std::string get(KelJson *root, const char *ptr)
 std::string put(KelJson *root, const char *ptr, gboolean strict = TRUE, KelJson *fill = nullptr)
 {
     ErrorSlot err;
-    bool ok;
-    if (strict && fill == nullptr) {
-        ok = kel_json_ptr_put_i64_base(root, ptr, 1, &err) != nullptr;
-    } else {
-        KelJson *elem = kel_json_i64_new_base(1);
-        if (!(ok = kel_json_ptr_put_base(root, ptr, elem, strict, fill, &err)))
-            kel_json_unref(elem);
-    }
+    KelJson *elem = strict && fill == nullptr ? nullptr : kel_json_i64_new_base(1);
+    const bool ok = elem ? kel_json_ptr_put_base(root, ptr, elem, strict, fill, &err) : kel_json_ptr_put_i64_base(root, ptr, 1, &err) != nullptr;
+    if (!ok)
+        kel_json_unref(elem);
     EXPECT_EQ(err.length(), ok ? 0 : 1) << ptr;
     return (ok ? "" : err.pop() + " | ") + dump(root);
 }
@@ -37,10 +33,9 @@ TEST(PtrGet, FormsEscapesIndicesAndWhereThePathEnds)
 {
     JsonRoot doc(parse(R"({"a": 1, "a/b": 1, "m~n": 2, "~1": 3, "x": {"": 4}, "0": 1, "-": 2, "": 5, "l": [[7]],
                          "r": {"$ref": "#/a"}, "s": "x"})"));
-    EXPECT_EQ(kel_json_ptr_get_base(doc, "", nullptr), doc.get());
-    EXPECT_EQ(kel_json_ptr_get_base(doc, "#", nullptr), doc.get());
-    EXPECT_EQ(kel_json_ptr_get_base(doc, "#/a", nullptr), member(doc, "a"));
-    EXPECT_EQ(kel_json_ptr_get_base(doc, "/r", nullptr), member(doc, "r"));  // a reference is a value like any other
+    // A reference is a value like any other.
+    for (const auto &[ptr, want] : {std::pair{"", doc.get()}, {"#", doc.get()}, {"#/a", member(doc, "a")}, {"/r", member(doc, "r")}})
+        EXPECT_EQ(kel_json_ptr_get_base(doc, ptr, nullptr), want) << ptr;
     // Objects take every token as a name; only one "#" is skipped; texts show
     // where reading stood; scalars and references end the path.
     const std::pair<const char *, const char *> cases[] = {
@@ -48,13 +43,12 @@ TEST(PtrGet, FormsEscapesIndicesAndWhereThePathEnds)
         {"a", "-7 Relative JSON pointers are not supported: a"}, {"##/a", "-7 Relative JSON pointers are not supported: #/a"},
         {"/a%", "-3 JSON object \"\" does not have key a%"}, {"/l/0/1", "-4 Index 1 is out of bounds for JSON array \"/l/0\""},
         {"/r/b", "-2 invalid JSON type for \"/r\": expected array or object, got reference"},
-        {"/s/0", "-2 invalid JSON type for \"/s\": expected array or object, got string"}};
+        {"/s/0", "-2 invalid JSON type for \"/s\": expected array or object, got string"},
+        {"/a~2", "-8 Invalid JSON pointer escape sequence: /a~2"}, {"/a~2b", "-8 Invalid JSON pointer escape sequence: /a~2"},
+        {"/a~", "-8 Invalid JSON pointer escape sequence: /a~"}, {"/x/a~/b", "-8 Invalid JSON pointer escape sequence: /a~/"},
+        {"/~~0", "-8 Invalid JSON pointer escape sequence: /~~"}};
     for (const auto &[ptr, expected] : cases)
         EXPECT_EQ(get(doc, ptr), expected) << ptr;
-    const std::pair<const char *, const char *> escapes[] = {
-        {"/a~2", "/a~2"}, {"/a~2b", "/a~2"}, {"/a~", "/a~"}, {"/x/a~/b", "/a~/"}, {"/~~0", "/~~"}};
-    for (const auto &[ptr, shown] : escapes)
-        EXPECT_EQ(get(doc, ptr), std::string("-8 Invalid JSON pointer escape sequence: ") + shown);
     // With an error in the slot: no lookup, no new error; "" still names root.
     ErrorSlot err;
     kel_json_set_error(&err, KEL_JSON_KEY_INVALID, "earlier");
@@ -89,8 +83,7 @@ TEST(PtrPut, CreatesMissingContainersUsesExistingOnesOrFails)
         {R"({"l": [1], "s": "x"})", "/s/x/y", R"(-2 invalid JSON type for "/s": expected object or array, got string | {"l":[1],"s":"x"})"},
         {"[]", "/", R"(-2 invalid JSON type for "": expected object, got array | [])"},
         {"{}", "", R"(-1 kel_json_ptr_put_base: argument check failed: *ptr != '\0' | {})"},
-        {"{}", "#/a", "-7 Relative JSON pointers are not supported: #/a | {}"},
-        {"{}", "a/b", "-7 Relative JSON pointers are not supported: a/b | {}"}};
+        {"{}", "#/a", "-7 Relative JSON pointers are not supported: #/a | {}"}};  // no "#" form here
     for (const auto &[text, ptr, expected] : cases) {
         JsonRoot doc(parse(text));
         EXPECT_EQ(put(doc, ptr), expected) << text << " " << ptr;
@@ -105,14 +98,6 @@ TEST(PtrPut, CreatesMissingContainersUsesExistingOnesOrFails)
 
 TEST(PtrPut, ArgumentsOwnedValuesAndPendingErrors)
 {
-    JsonRoot one(kel_json_i64_new_base(1)), empty(parse("{}"));
-    ErrorSlot args;
-    EXPECT_FALSE(kel_json_ptr_put_base(nullptr, "/a", one, TRUE, nullptr, &args) || kel_json_ptr_put_base(empty, nullptr, one, TRUE, nullptr, &args) ||
-                 kel_json_ptr_put_base(empty, "/a", nullptr, TRUE, nullptr, &args));
-    for (const char *name : {"elem", "ptr", "root"})
-        EXPECT_EQ(args.pop(), std::string("-1 kel_json_ptr_put_base: argument check failed: ") + name);
-    EXPECT_EQ(dump(empty), "{}");
-
     JsonRoot owned(parse(R"({"x": {"y": 1}, "l": []})"));
     KelJson *y = kel_json_ptr_get_base(owned, "/x/y", nullptr);
     for (const auto &[ptr, where] : {std::pair{"/z", ""}, std::pair{"/l/-", "/l"}}) {
@@ -122,10 +107,12 @@ TEST(PtrPut, ArgumentsOwnedValuesAndPendingErrors)
     }
     EXPECT_EQ(dump(owned), R"({"l":[],"x":{"y":1}})");
 
-    // A pending error stops every insertion before the document is touched.
+    // A pending error (here that of a NULL argument) stops every insertion
+    // before the document is touched.
     JsonRoot pending(parse(R"({"l": []})")), elem(kel_json_i64_new_base(1));
     ErrorSlot err;
-    kel_json_set_error(&err, KEL_JSON_KEY_INVALID, "earlier");
+    EXPECT_FALSE(kel_json_ptr_put_base(pending, "/a", nullptr, TRUE, nullptr, &err));
+    EXPECT_KEL_ERROR(err, KEL_JSON_ARG_INVALID, "kel_json_ptr_put_base: argument check failed: elem");
     for (const char *ptr : {"/a", "/l/-", "/new/x"})
         EXPECT_FALSE(kel_json_ptr_put_base(pending, ptr, elem, TRUE, nullptr, &err));
     EXPECT_TRUE(kel_json_ptr_put_i64_base(pending, "/l/0", 1, &err) == nullptr && kel_json_ptr_put_obj_base(pending, "/o", &err) == nullptr);
@@ -148,7 +135,6 @@ TEST(PtrPut, NonStrictFillsGapsUpToTheLimit)
     EXPECT_EQ(put(big, "/a/2147483647/b", FALSE, fill), R"(-4 Index 2147483647 is out of bounds for JSON array "/a" | {"a":[]})");
     EXPECT_EQ(put(big, "/a/1048577", TRUE, fill), R"(-4 Index 1048577 is out of bounds for JSON array "/a" | {"a":[]})");
     ASSERT_TRUE(kel_json_ptr_put_base(big, "/a/1048576", elem, TRUE, fill, nullptr));
-    EXPECT_EQ(kel_json_array_size(member(big, "a")), 1048577);
     EXPECT_EQ(pointer_of(elem), "/a/1048576");
     // The bound counts values: a fill of 1024 values may fill 1024 places, not 1025.
     JsonRoot wide(parse("[]")), sparse(parse("{}")), e5(kel_json_i64_new_base(5));
@@ -169,14 +155,11 @@ TEST(PtrPutTyped, EveryKindLandsWhereThePointerSays)
                 kel_json_ptr_put_u64_base(doc, "/k/u", G_MAXUINT64, &err) && kel_json_ptr_put_i64_base(doc, "/k/i", G_MININT64, &err) &&
                 kel_json_ptr_put_u128_base(doc, "/k/w", KelUint128{1, 2}, &err) && kel_json_ptr_put_str_base(doc, "/k/s", "t", &err) &&
                 kel_json_ptr_put_jref_base(doc, "/k/r", "#/k/i", &err) && !err);
+    // Failures insert nothing and free the new value (the sanitizer build checks the leaks).
+    EXPECT_EQ(kel_json_ptr_put_str_base(doc, "/k/t", "\xC3\x28", &err), nullptr);
+    EXPECT_EQ(err.pop().rfind("-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8:", 0), 0u);
+    EXPECT_EQ(kel_json_ptr_put_obj_base(doc, "/k/s/x", &err), nullptr);
+    EXPECT_EQ(err.code(), KEL_JSON_TYPE_INVALID);
     EXPECT_EQ(dump(doc), R"({"k":{"arr":[{}],"b":true,"d":0.500000,"i":-9223372036854775808,)"
                          R"("r":{"$ref":"#/k/i"},"s":"t","u":18446744073709551615,"w":36893488147419103233}})");
-
-    // Failures free the new value (the sanitizer build checks the leaks).
-    JsonRoot s(parse(R"({"s": "x"})"));
-    EXPECT_EQ(kel_json_ptr_put_str_base(s, "/t", "\xC3\x28", &err), nullptr);
-    EXPECT_EQ(err.pop().rfind("-1 kel_json_str_new_len_base: Character sequence is not valid UTF-8:", 0), 0u);
-    EXPECT_EQ(kel_json_ptr_put_obj_base(s, "/s/x", &err), nullptr);
-    EXPECT_EQ(err.code(), KEL_JSON_TYPE_INVALID);
-    EXPECT_EQ(dump(s), R"({"s":"x"})");
 }

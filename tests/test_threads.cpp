@@ -3,10 +3,13 @@
 // registration, lookup, conversion and purge. This file also runs under
 // ThreadSanitizer.
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 
 #include "test_util.h"
+
+using kel_test::JsonRoot;
 
 namespace {
 
@@ -40,21 +43,17 @@ TEST(Threads, SeparateDocumentsOnSeparateThreads)
         for (int i = 0; i < 200; i++)
             text += (i ? ",{\"n\":" : "{\"n\":") + std::to_string(i * t) + ",\"s\":\"v" + std::to_string(i) + "\",\"d\":1.5,\"r\":{\"$ref\":\"#/id\"}}";
         text += "]}";
+        KelJsonVisitor visitor{};
+        visitor.on_value = [](KelJson *, gpointer data) { return ++*static_cast<int *>(data), 0; };
         for (int round = 0; round < 20; round++) {
-            KelError *err = nullptr;
-            KelJson *doc = kel_json_loads(text.c_str(), 0, &err);
-            KelJsonVisitor visitor{};
-            visitor.on_value = [](KelJson *, gpointer data) { return ++*static_cast<int *>(data), 0; };
+            kel_test::ErrorSlot err;
+            JsonRoot doc(kel_json_loads(text.c_str(), 0, &err));
             int values = 0;
-            char *out = nullptr;
+            g_autofree char *out = nullptr;
             failures += !doc || !kel_json_visit(doc, &visitor, &values) || values != 1 + 2 + 200 * 5 ||
                         !kel_json_sdump(doc, &out, KEL_JSON_DUMP_SORTED);
-            KelJson *again = kel_json_loads(out ? out : "", 0, nullptr);
+            JsonRoot again(kel_json_loads(out ? out : "", 0, nullptr));
             failures += !kel_json_subset(doc, again, KEL_JSON_SUBSET_EQUAL) || !kel_json_jref_expand(again, &err);
-            kel_clear_error(&err);
-            g_free(out);
-            kel_json_unref(again);
-            kel_json_unref(doc);
         }
     });
     EXPECT_EQ(failures.load(), 0);
@@ -78,10 +77,7 @@ TEST(Threads, RegistryUnderConcurrentRegistrationLookupAndPurge)
             kel_error_register_json_expand(domains[t], expand_nothing);
             const char *name = kel_error_code_to_name(domains[t], 0), *base = kel_error_code_to_name(kel_error_domain(), -2);
             wrong += (name && std::string(name) != thread_names[t]) + (base && std::string(base) != "KEL_RADIX_INVALID");
-            if (KelJson *json = kel_error_data_to_json(mine->data)) {
-                kel_error_json_expand(json, nullptr);
-                kel_json_unref(json);
-            }
+            kel_error_json_expand(JsonRoot(kel_error_data_to_json(mine->data)), nullptr);  // NULL after a purge
             if (t == 0 && i % 50 == 0)
                 kel_error_purge_registry();
             if (t == 1 && i % 70 == 0)
@@ -104,18 +100,15 @@ TEST(Threads, RegistryUnderConcurrentRegistrationLookupAndPurge)
 // documents on the main thread.
 TEST(Threads, ValuesReleasedOnAnotherThread)
 {
-    struct LateRelease {
-        KelJson *tree = nullptr;
-        ~LateRelease() { kel_json_unref(tree); }
-    };
-    constexpr int kPerThread = 300;
+    struct LateRelease { KelJson *tree = nullptr; ~LateRelease() { kel_json_unref(tree); } };
     std::mutex lock;
-    std::vector<std::pair<KelJson *, std::string>> handed;
+    std::condition_variable ready;
+    std::vector<std::pair<KelJson *, std::string>> handed;  // trees with their dumps
     std::atomic<int> wrong{0};
     for (int round = 0; round < 6; round++) {
         on_threads([&](int t) {
             thread_local LateRelease late;  // set up before this thread's node cache, so it goes after it
-            for (int i = 0; i < kPerThread; i++) {
+            for (int i = 0; i < 300; i++) {
                 if (t % 2 == 0) {
                     const std::string n = std::to_string(round * 1000 + i);
                     KelJson *tree = kel_json_loads(("{\"n\":" + n + ",\"l\":[1,\"s" + n + "\",2.5,{\"k\":null}]}").c_str(), 0, nullptr);
@@ -123,25 +116,16 @@ TEST(Threads, ValuesReleasedOnAnotherThread)
                     kel_json_array_push_i64_base(kel_json_obj_get_array_base(tree, "l", nullptr), -i, nullptr);
                     std::lock_guard<std::mutex> guard(lock);
                     handed.emplace_back(tree, kel_test::dump(tree));
+                    ready.notify_one();
                     continue;
                 }
-                std::pair<KelJson *, std::string> got{nullptr, ""};
-                while (got.first == nullptr) {
-                    {
-                        std::lock_guard<std::mutex> guard(lock);
-                        if (!handed.empty()) {
-                            got = handed.back();
-                            handed.pop_back();
-                            break;
-                        }
-                    }
-                    std::this_thread::yield();
-                }
-                wrong += kel_test::dump(got.first) != got.second;
-                if (late.tree == nullptr)
-                    late.tree = got.first;
-                else
-                    kel_json_unref(got.first);
+                std::unique_lock<std::mutex> guard(lock);
+                ready.wait(guard, [&] { return !handed.empty(); });
+                const auto [tree, text] = handed.back();
+                handed.pop_back();
+                guard.unlock();
+                wrong += kel_test::dump(tree) != text;
+                kel_json_unref(late.tree ? tree : std::exchange(late.tree, tree));  // the first one is kept until the thread ends
             }
         });
     }
@@ -151,6 +135,6 @@ TEST(Threads, ValuesReleasedOnAnotherThread)
     for (int i = 0; i < 20000; i++)
         text += (i ? ",{\"i\":" : "{\"i\":") + std::to_string(i) + ",\"s\":\"x" + std::to_string(i) + "\",\"a\":[null,true]}";
     text += "]";
-    kel_test::JsonRoot doc(kel_json_loads(text.c_str(), 0, nullptr));
+    JsonRoot doc(kel_json_loads(text.c_str(), 0, nullptr));
     EXPECT_EQ(kel_test::dump(doc, 0), text);
 }
