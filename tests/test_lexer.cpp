@@ -72,8 +72,7 @@ TEST(LexNumbers, FailuresAreReportedAtTheRevealingByte)
         {"1.x", {"Invalid double: 1.", {1, 3, 3}}},         {"1.e5", {"Invalid double: 1.", {1, 3, 3}}},
         {"1e", {"Invalid double: 1e", {1, 2, 2}}},          {"1E+", {"Invalid double: 1E+", {1, 3, 3}}},
         {"1ex", {"Invalid double: 1ex", {1, 3, 3}}},        {"1e400", {"Invalid double: 1e400", {1, 5, 5}}},
-        {"-1e400", {"Invalid double: -1e400", {1, 6, 6}}},
-        {".5", {"Unexpected character in input stream: '.'", {1, 1, 1}}},
+        {"-1e400", {"Invalid double: -1e400", {1, 6, 6}}}, {".5", {"Unexpected character in input stream: '.'", {1, 1, 1}}},
         {"+1", {"Unexpected character in input stream: '+'", {1, 1, 1}}},
     };
     for (const auto &[text, error] : cases)
@@ -158,12 +157,9 @@ TEST(LexStrings, Failures)
         {in_quotes("a\t"), {"Encountered unexpected control char: 0x9", {1, 3, 3}}},
         {in_quotes("a\n"), {"Encountered unexpected control char: 0xa", {2, 0, 3}}},
         {in_quotes("\x1f"), {"Encountered unexpected control char: 0x1f", {1, 2, 2}}},
-        {"\"abc", {"Reached end of input unexpectedly.", {1, 4, 4}}},
-        {"\"\\\"", {"Reached end of input unexpectedly.", {1, 3, 3}}},
-        {"\"\\", {"Reached end of input unexpectedly.", {1, 2, 2}}},
-        {"\"\\u12", {"Reached end of input unexpectedly.", {1, 5, 5}}},
-        {"\"\xC3(\"", {"UTF-8 decoding failed.", {1, 1, 1}}},
-        {"\"ab\\\xFF\"", {"UTF-8 decoding failed.", {1, 4, 4}}},
+        {"\"abc", {"Reached end of input unexpectedly.", {1, 4, 4}}}, {"\"\\\"", {"Reached end of input unexpectedly.", {1, 3, 3}}},
+        {"\"\\", {"Reached end of input unexpectedly.", {1, 2, 2}}}, {"\"\\u12", {"Reached end of input unexpectedly.", {1, 5, 5}}},
+        {"\"\xC3(\"", {"UTF-8 decoding failed.", {1, 1, 1}}}, {"\"ab\\\xFF\"", {"UTF-8 decoding failed.", {1, 4, 4}}},
         {"\"\\u1\xFF\"", {"UTF-8 decoding failed.", {1, 4, 4}}},
     };
     for (const auto &[text, error] : cases)
