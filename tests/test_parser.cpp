@@ -68,8 +68,7 @@ TEST(Parse, DocumentsKindsAndParents)
 TEST(Parse, DuplicateKeys)
 {
     JsonRoot root(kel_json_loads("{\"a\":1,\"b\":[true],\"a\":2}", 0, nullptr));
-    EXPECT_EQ(kel_json_obj_size(root), 2);
-    EXPECT_EQ(member(root, "a")->i64, 2);
+    EXPECT_EQ(dump(root, 0), "{\"a\":2,\"b\":[true]}");
     EXPECT_STREQ(kel_json_parent_key(member(root, "a")), "a");
     const int reject = KEL_JSON_LOAD_REJECT_DUPLICATES;
     expect_failure("{\"a\":1,\"a\":2}", {{"Syntax error: duplicate key 'a'", {1, 10, 10}}}, reject);
@@ -86,10 +85,8 @@ TEST(Parse, References)
     EXPECT_EQ(ref->parent, nullptr);
     JsonRoot nested(kel_json_loads("[0,{\"$ref\":\"#/0\"},{\"a\":{\"$ref\":\"other.json#/a\"}}]", 0, nullptr));
     KelJson *r1 = at(nested, 1), *r2 = member(at(nested, 2), "a");
-    EXPECT_STREQ(kel_json_jref_uri(r1), "#/0");
-    EXPECT_TRUE(r1->parent == nested.get() && kel_json_parent_index(r1) == 1);
-    EXPECT_STREQ(kel_json_jref_uri(r2), "other.json#/a");
-    EXPECT_STREQ(kel_json_parent_key(r2), "a");
+    EXPECT_EQ(std::string(kel_json_jref_uri(r1)) + " " + kel_json_jref_uri(r2), "#/0 other.json#/a");
+    EXPECT_EQ(kel_test::pointer_of(r1) + " " + kel_test::pointer_of(r2), "/1 /2/a");
     // Anything but a lone "$ref" string stays an object; an inner reference
     // under "$ref" leads nowhere, so the outer object stays one too.
     for (const char *text : {"{\"$ref\":1}", "{\"$ref\":\"#/a\",\"b\":1}", "{\"$ref\":null}", "{\"$ref\":[\"#\"]}",
@@ -255,8 +252,6 @@ void check_deep_documents(Nest kind)
     EXPECT_EQ(err.message(), "Syntax error: maximum nesting depth exceeded");
 }
 
-void check_very_deep(Nest kind) { check_too_deep(kind, 10000000); }
-
 // Runs `body` on a thread with a 1 MiB stack.
 void on_small_stack(void (*body)(Nest), Nest kind)
 {
@@ -279,10 +274,9 @@ class Nesting : public ::testing::TestWithParam<Nest> {};
 
 }  // namespace
 
-TEST_P(Nesting, DeepDocumentsParseUpToTheLimit) { check_deep_documents(GetParam()); }
-TEST_P(Nesting, DeepDocumentsOnASmallStack) { on_small_stack(check_deep_documents, GetParam()); }
-TEST_P(Nesting, TenMillionLevelsFailInOrder) { check_very_deep(GetParam()); }
-TEST_P(Nesting, TenMillionLevelsOnASmallStack) { on_small_stack(check_very_deep, GetParam()); }
+// On a small stack: what passes there passes on any thread.
+TEST_P(Nesting, DeepDocumentsParseUpToTheLimit) { on_small_stack(check_deep_documents, GetParam()); }
+TEST_P(Nesting, TenMillionLevelsFailInOrder) { on_small_stack([](Nest kind) { check_too_deep(kind, 10000000); }, GetParam()); }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Nesting, ::testing::Values(Nest::Arrays, Nest::Objects, Nest::Mixed), [](const auto &info) {
     return info.param == Nest::Arrays ? "Arrays" : info.param == Nest::Objects ? "Objects" : "Mixed";
