@@ -96,18 +96,14 @@ TEST_F(Cli, UsageErrorsExitWithTwoAndPointToTheHelp)
         {{}, "missing command"}, {{"frobnicate"}, "unknown command 'frobnicate'"}, {{"check"}, "missing operand"},
         {{"fmt", "--pretty"}, "unknown option '--pretty'"}, {{"get", "-x", "a.json", "/"}, "unknown option '-x'"},
         {{"get", "a.json"}, "missing operand (expected FILE POINTER)"}, {{"fmt", "--indent"}, "option '--indent' needs a value (N)"},
-        {{"expand", "a.json", "b.json"}, "too many operands (expected FILE)"},
+        {{"expand", "a.json", "b.json"}, "too many operands (expected FILE)"}, {{"merge", "-", "-"}, "standard input can be read only once"},
         {{"fmt", "--indent", "x", "a.json"}, "invalid --indent value 'x'"}, {{"fmt", "--indent=33", "a.json"}, "invalid --indent value '33'"},
-        {{"fmt", "--compact=yes"}, "option '--compact' takes no value"},
-        {{"fmt", "--compact", "--indent", "4"}, "--indent and --compact exclude each other"},
-        {{"merge", "--prefer", "middle", "a.json", "b.json"}, "--prefer takes 'left' or 'right'"},
-        {{"merge", "-", "-"}, "standard input can be read only once"},
-        {{"check", "-o", "out.json", "a.json"}, "unknown option '-o'"},  // check writes nothing
-    };
+        {{"fmt", "--compact=yes"}, "option '--compact' takes no value"}, {{"check", "-o", "out.json", "a.json"}, "unknown option '-o'"},
+        {{"fmt", "--compact", "--indent", "4"}, "--indent and --compact exclude each other"},  // check above writes nothing
+        {{"merge", "--prefer", "middle", "a.json", "b.json"}, "--prefer takes 'left' or 'right'"}};
     for (const auto &[args, message] : cases) {
-        Result r = run(args);
-        EXPECT_TRUE(fails_with(r, message, 2));
-        EXPECT_TRUE(has(r.err, "Try 'kel-json")) << r.err;
+        const Result r = run(args);
+        EXPECT_TRUE(fails_with(r, message, 2) && has(r.err, "Try 'kel-json")) << r.err;
     }
 }
 
@@ -116,15 +112,13 @@ TEST_F(Cli, EveryCommandHasHelp)
     const std::string top = ok({"--help"});
     for (std::string cmd : {"check", "fmt", "get", "set", "expand", "merge", "contains", "patch", "merge-patch"})
         EXPECT_TRUE(has(top, "  " + cmd + " ") && ok({cmd, "--help"}).starts_with("Usage: kel-json " + cmd + " ")) << cmd;
-    EXPECT_TRUE(has(ok({"get", "-h"}), "--deref"));
-    EXPECT_TRUE(ok({"--version"}).starts_with("kel-json "));
+    EXPECT_TRUE(has(ok({"get", "-h"}), "--deref") && ok({"--version"}).starts_with("kel-json "));
 }
 
 TEST_F(Cli, CheckReportsTheCauseOrWithVerboseTheWholeChain)
 {
     std::string good = write("good.json", "{\"a\": [1, 2.5, \"x\"]}\n");
     std::string bad = write("bad.json", "[1 #]"), later = write("later.json", "[1,\n  #");
-    EXPECT_EQ(ok({"check", good}), "");
     const std::string lexer = ": error: Unexpected character in input stream: '#' [KEL_JSON_PARSE_ERROR]\n";
     EXPECT_TRUE(fails_with(run({"check", good, bad, later}), bad + ":1:4" + lexer + later + ":2:3" + lexer));
     // Newest first: the parser's report, then the lexer's cause.
@@ -143,21 +137,21 @@ TEST_F(Cli, UnreadableInputsAreReportedWithTheIoCode)
     std::string missing = path("missing.json");
     EXPECT_TRUE(fails_with(run({"check", missing}), missing + ": error: cannot open: No such file or directory [KEL_IO_FAIL]\n"));
     EXPECT_TRUE(fails_with(run({"check", dir_}), dir_ + ": error: cannot read: Is a directory [KEL_IO_FAIL]\n"));
-    EXPECT_TRUE(fails_with(run({"fmt", dir_}), "[KEL_IO_FAIL]"));
-    EXPECT_TRUE(fails_with(run({"get", missing, "/a"}), "[KEL_IO_FAIL]"));
+    // Every command loads through the same reader; a pair's second operand, and contains' status, are its own.
     EXPECT_TRUE(fails_with(run({"merge", write("a.json", "{}"), dir_}), "[KEL_IO_FAIL]"));
     EXPECT_TRUE(fails_with(run({"contains", missing, path("a.json")}), "[KEL_IO_FAIL]", 2));  // 1 would mean "no"
 }
 
 TEST_F(Cli, FmtWritesPrettyCompactAndIndentedForms)
 {
-    std::string doc = write("doc.json", "{\"b\": [1, null], \"a\": {}}");
+    // Doubles are written exactly unless --fixed asks for "%f"; large integers as numbers unless --u128-str.
+    std::string doc = write("doc.json", "{\"b\": [0.1, 18446744073709551616], \"a\": {}}");
     const std::pair<Args, const char *> cases[] = {
-        {{"--sort"}, "{\n  \"a\": {\n  },\n  \"b\": [\n    1,\n    null\n  ]\n}\n"},
-        {{"--compact"}, "{\"b\":[1,null],\"a\":{}}\n"},  // the document's order unless sorted
-        {{"--sort", "--indent", "4"}, "{\n    \"a\": {\n    },\n    \"b\": [\n        1,\n        null\n    ]\n}\n"},
-        {{"--sort", "--indent=0"}, "{\n\"a\": {\n},\n\"b\": [\n1,\nnull\n]\n}\n"},
-    };
+        {{"--compact"}, "{\"b\":[0.1,18446744073709551616],\"a\":{}}\n"},  // the document's order unless sorted
+        {{"--compact", "--fixed", "--u128-str"}, "{\"b\":[0.100000,\"18446744073709551616\"],\"a\":{}}\n"},
+        {{"--sort"}, "{\n  \"a\": {\n  },\n  \"b\": [\n    0.1,\n    18446744073709551616\n  ]\n}\n"},
+        {{"--sort", "--indent", "4"}, "{\n    \"a\": {\n    },\n    \"b\": [\n        0.1,\n        18446744073709551616\n    ]\n}\n"},
+        {{"--sort", "--indent=0"}, "{\n\"a\": {\n},\n\"b\": [\n0.1,\n18446744073709551616\n]\n}\n"}};
     for (const auto &[options, expected] : cases)
         EXPECT_EQ(ok(Args{"fmt", doc} + options), expected);
     // Standard input without FILE and with "-"; escaped line feeds are not indentation.
@@ -166,19 +160,9 @@ TEST_F(Cli, FmtWritesPrettyCompactAndIndentedForms)
     EXPECT_EQ(ok({"fmt", "--compact", "-"}, text), "[\"line\\n  not indentation\"]\n");
 }
 
-// By default doubles are written exactly; --fixed and --u128-str choose the
-// other forms; a refused number is reported at its place.
-TEST_F(Cli, FmtNeverChangesANumberUnlessAsked)
-{
-    const std::string exact = "[0.1,1e-07,-0.0,340282366920938463463374607431768211455]";
-    EXPECT_EQ(ok({"fmt", "--compact", write("exact.json", exact)}), exact + "\n");
-    EXPECT_EQ(ok({"fmt", "--compact", "--fixed", "--u128-str", write("f.json", "[0.1, 1e-7, 2, 18446744073709551616]")}),
-              "[0.100000,0.000000,2,\"18446744073709551616\"]\n");
-    std::string low = write("low.json", "[1,\n -9223372036854775809]");
-    EXPECT_TRUE(fails_with(run({"fmt", low}), low + ":2:21: error: Not a valid uint128 value: -9223372036854775809"));
-}
-
-TEST_F(Cli, OutputFileIsReplacedWholeAndKeepsItsModeAndLink)
+// -o replaces its file whole, keeping the file's mode and a link to it; a
+// failed run leaves it as it was and no temporary file behind.
+TEST_F(Cli, OutputFileIsReplacedWholeOrNotAtAll)
 {
     std::string doc = write("doc.json", "{\"a\": [1, 2]}");
     std::string out = write("out.json", "old contents that are longer than the new ones......");
@@ -192,13 +176,6 @@ TEST_F(Cli, OutputFileIsReplacedWholeAndKeepsItsModeAndLink)
     shell("ln -s doc.json link.json");
     EXPECT_EQ(ok({"fmt", "--compact", doc, "-o" + path("link.json")}), "");
     EXPECT_EQ(shell("readlink link.json").out, "doc.json\n");  // still a link
-    EXPECT_EQ(listing(), "doc.json\nlink.json\nout.json\n");
-}
-
-TEST_F(Cli, FailedRunsNeverTouchTheOutputFile)
-{
-    std::string doc = write("doc.json", "{\"a\": 1}");
-    std::string out = write("out.json", "original\n");
     EXPECT_EQ(run({"fmt", write("bad.json", "{\"a\": "), "-o", out}).status, 1);
     EXPECT_EQ(run({"get", doc, "/missing", "-o", out}).status, 1);
     shell("mkdir sub");
@@ -209,8 +186,8 @@ TEST_F(Cli, FailedRunsNeverTouchTheOutputFile)
     write("big.json", "[\"" + std::string(2000, 'x') + "\"]");
     EXPECT_TRUE(fails_with(shell("ulimit -f 1 && exec \"$0\" fmt big.json -o out.json"),
                            "cannot write out.json: File too large [KEL_IO_FAIL]"));
-    EXPECT_EQ(slurp(out), "original\n");
-    EXPECT_EQ(listing(), "bad.json\nbig.json\ndoc.json\nout.json\nsub\n");
+    EXPECT_EQ(slurp(out), "{\"a\":[1,2]}\n");
+    EXPECT_EQ(listing(), "bad.json\nbig.json\ndoc.json\nlink.json\nout.json\nsub\n");
     EXPECT_TRUE(fails_with(shell("exec \"$0\" fmt doc.json > /dev/full"), "cannot write to standard output: No space left on device"));
 }
 
@@ -224,50 +201,39 @@ TEST_F(Cli, GetPrintsTheValueAtAPointerOrSaysWhyNot)
         for (const Args &deref : {Args{}, Args{"--deref"}})  // the tool's own step-by-step walk must agree
             EXPECT_EQ(ok(Args{"get", "--compact", doc, ptr} + deref), value) << ptr;
     // The tool's line names the pointer, the library's says why; both carry its code.
-    const std::tuple<const char *, const char *, const char *> missing[] = {
-        {"/a/x", "KEL_JSON_KEY_INVALID", "JSON object \"/a\" does not have key x"},
-        {"/a/b/3", "KEL_JSON_INDEX_INVALID", "Index 3 is out of bounds for JSON array \"/a/b\""},
-        {"a", "KEL_JSON_FEATURE_UNSUPPORTED", "Relative JSON pointers are not supported: a"},
-    };
-    for (const auto &[ptr, code, message] : missing)
-        EXPECT_TRUE(fails_with(run({"get", doc, ptr}), doc + ": error: no value at \"" + ptr + "\" [" + code + "]\n" + doc +
-                                                           ": error: " + message + " [" + code + "]\n"));
+    EXPECT_TRUE(fails_with(run({"get", doc, "a"}), doc + ": error: no value at \"a\" [KEL_JSON_FEATURE_UNSUPPORTED]\n" + doc +
+                                                       ": error: Relative JSON pointers are not supported: a [KEL_JSON_FEATURE_UNSUPPORTED]\n"));
 }
 
-TEST_F(Cli, GetDerefFollowsReferences)
+// Without --deref a reference on the way ends the lookup; --keep-refs reads
+// "$ref" members (schema references) as plain objects.
+TEST_F(Cli, GetDerefFollowsReferencesAndKeepRefsReadsThemAsObjects)
 {
     std::string doc = write("doc.json", "{\"t\": {\"v\": 1}, \"r1\": {\"$ref\": \"#/r2\"}, \"r2\": {\"$ref\": \"#/t\"}, "
-                                        "\"loop\": {\"$ref\": \"#/loop\"}}");
+                                        "\"loop\": {\"$ref\": \"#/loop\"}, \"x\": {\"$ref\": \"http://example.com/s.json#/d\"}}");
     EXPECT_EQ(ok({"get", "--compact", doc, "/r1"}), "{\"$ref\":\"#/r2\"}\n");
     EXPECT_EQ(ok({"get", "--compact", "--deref", doc, "/r1"}), "{\"v\":1}\n");
-    // Without --deref a reference on the way ends the lookup.
     EXPECT_TRUE(fails_with(run({"get", doc, "/r1/v"}), "expected array or object, got reference"));
     EXPECT_EQ(ok({"get", "--deref", doc, "#/r1/v"}), "1\n");
     EXPECT_TRUE(fails_with(run({"get", "--deref", doc, "/loop"}),
                            doc + ": error: no value at \"/loop\" [KEL_JSON_CIRCULAR_JREF]\n" + doc +
                                ": error: Circular reference to JSON element \"/loop\" [KEL_JSON_CIRCULAR_JREF]\n"));
+    EXPECT_EQ(ok({"get", "--keep-refs", doc, "/x/$ref"}), "\"http://example.com/s.json#/d\"\n");
+    EXPECT_TRUE(fails_with(run({"get", "--deref", doc, "/x"}),
+                           "error: external references are not supported: http://example.com/s.json#/d [KEL_JSON_FEATURE_UNSUPPORTED]"));
 }
 
-TEST_F(Cli, SetPutsValuesAndCreatesContainers)
-{
-    std::string doc = write("doc.json", "{\"a\": {\"list\": [1]}}");
-    const std::pair<Args, const char *> cases[] = {
-        {{"/a/list/0", "{\"x\": [true]}"}, "{\"a\":{\"list\":[{\"x\":[true]}]}}\n"},
-        {{"/a/new/deep/0", "null"}, "{\"a\":{\"list\":[1],\"new\":{\"deep\":[null]}}}\n"},
-        {{"#/b", "\"s\""}, "{\"a\":{\"list\":[1]},\"b\":\"s\"}\n"},
-        {{"/", "7"}, "{\"\":7,\"a\":{\"list\":[1]}}\n"},
-        {{"", "[1, 2]"}, "[1,2]\n"},
-        {{"--no-create", "/a/list/1", "2.5"}, "{\"a\":{\"list\":[1,2.5]}}\n"},
-    };
-    for (const auto &[extra, expected] : cases)
-        EXPECT_EQ(ok(Args{"set", "--compact", "--sort", doc} + extra), expected);
-    EXPECT_EQ(slurp(doc), "{\"a\": {\"list\": [1]}}");  // untouched without -o
-}
-
-TEST_F(Cli, SetReportsWhatItCannotDo)
+TEST_F(Cli, SetPutsValuesCreatesContainersOrSaysWhyNot)
 {
     std::string doc = write("doc.json", "{\"a\": {\"list\": [1]}, \"s\": \"x\"}");
-    const std::string empty_name = "an empty member name can only be set directly below the root";
+    const std::pair<Args, const char *> puts[] = {
+        {{"/a/list/0", "{\"x\": [true]}"}, "{\"a\":{\"list\":[{\"x\":[true]}]},\"s\":\"x\"}\n"}, {{"", "[1, 2]"}, "[1,2]\n"},
+        {{"/a/new/deep/0", "null"}, "{\"a\":{\"list\":[1],\"new\":{\"deep\":[null]}},\"s\":\"x\"}\n"},
+        {{"/", "7"}, "{\"\":7,\"a\":{\"list\":[1]},\"s\":\"x\"}\n"}, {{"#/b", "\"s\""}, "{\"a\":{\"list\":[1]},\"b\":\"s\",\"s\":\"x\"}\n"},
+        {{"--no-create", "/a/list/1", "2.5"}, "{\"a\":{\"list\":[1,2.5]},\"s\":\"x\"}\n"}};
+    for (const auto &[extra, expected] : puts)
+        EXPECT_EQ(ok(Args{"set", "--compact", "--sort", doc} + extra), expected);
+    EXPECT_EQ(slurp(doc), "{\"a\": {\"list\": [1]}, \"s\": \"x\"}");  // untouched without -o
     const std::pair<Args, std::string> cases[] = {
         {{"--no-create", doc, "/a/b/c", "1"},
          doc + ": error: cannot set \"/a/b/c\": its container \"/a/b\" does not exist (--no-create) [KEL_JSON_KEY_INVALID]\n" +
@@ -276,9 +242,7 @@ TEST_F(Cli, SetReportsWhatItCannotDo)
         {{doc, "/s/x", "1"}, doc + ": error: cannot set \"/s/x\" [KEL_JSON_TYPE_INVALID]\n" + doc +
                                  ": error: invalid JSON type for \"/s\": expected object or array, got string [KEL_JSON_TYPE_INVALID]\n"},
         {{doc, "/a/list/5", "1"}, "Index 5 is out of bounds for JSON array \"/a/list\" [KEL_JSON_INDEX_INVALID]"},  // no gap
-        {{doc, "/a//b", "1"}, empty_name},
-        {{doc, "/a/", "1"}, empty_name},
-    };
+        {{doc, "/a//b", "1"}, "an empty member name can only be set directly below the root"}, {{doc, "/a/", "1"}, "directly below the root"}};
     for (const auto &[extra, err] : cases)
         EXPECT_TRUE(fails_with(run(Args{"set"} + extra), err));
 }
@@ -295,21 +259,19 @@ TEST_F(Cli, ExpandReplacesReferencesByCopies)
 TEST_F(Cli, MergeUnitesDocumentsAndNamesConflicts)
 {
     std::string left = write("l.json", "{\"a\": 1, \"b\": {\"x\": 1}}"), right = write("r.json", "{\"b\": {\"y\": 2}, \"c\": 3}");
-    EXPECT_EQ(ok({"merge", "--compact", "--sort", left, right}), "{\"a\":1,\"b\":{\"x\":1,\"y\":2},\"c\":3}\n");
-    // Arrays pair their elements unless concatenated.
-    std::string a = write("a.json", "[1, 2]"), b = write("b.json", "[3, 4]");
-    EXPECT_TRUE(fails_with(run({"merge", a, b}), "Cannot union differing array elements /0 and /0"));
-    EXPECT_EQ(ok({"merge", "--compact", "--append-primitives", a, b}), "[1,2,3,4]\n");
+    std::string a = write("a.json", "[1, 2]"), b = write("b.json", "[3, 4]");  // arrays pair their elements unless concatenated
     std::string c = write("c.json", "[{\"k\": 1}]"), d = write("d.json", "[{\"j\": 2}]");
-    EXPECT_EQ(ok({"merge", "--compact", "--sort", "--append-primitives", c, d}), "[{\"j\":2,\"k\":1}]\n");
-    EXPECT_EQ(ok({"merge", "--compact", "--append-containers", c, d}), "[{\"k\":1},{\"j\":2}]\n");
-
     std::string l2 = write("l2.json", "{\"a\": {\"n\": 1}}"), r2 = write("r2.json", "{\"a\": {\"n\": 2}}");
+    const std::pair<Args, const char *> cases[] = {
+        {{left, right}, "{\"a\":1,\"b\":{\"x\":1,\"y\":2},\"c\":3}\n"}, {{"--append-primitives", a, b}, "[1,2,3,4]\n"},
+        {{"--append-primitives", c, d}, "[{\"j\":2,\"k\":1}]\n"}, {{"--append-containers", c, d}, "[{\"k\":1},{\"j\":2}]\n"},
+        {{"--prefer", "left", l2, r2}, "{\"a\":{\"n\":1}}\n"}, {{"--prefer=right", l2, r2}, "{\"a\":{\"n\":2}}\n"}};
+    for (const auto &[args, expected] : cases)
+        EXPECT_EQ(ok(Args{"merge", "--compact", "--sort"} + args), expected);
+    EXPECT_TRUE(fails_with(run({"merge", a, b}), "Cannot union differing array elements /0 and /0"));
     EXPECT_TRUE(fails_with(run({"merge", l2, r2}), "kel-json: error: cannot merge " + l2 + " and " + r2 +
                                                        " [KEL_JSON_ARG_INVALID]\nkel-json: error: Cannot union values from /a/n "
                                                        "and /a/n; primitives are not equal [KEL_JSON_ARG_INVALID]\n"));
-    EXPECT_EQ(ok({"merge", "--compact", "--prefer", "left", l2, r2}), "{\"a\":{\"n\":1}}\n");
-    EXPECT_EQ(ok({"merge", "--compact", "--prefer=right", l2, r2}), "{\"a\":{\"n\":2}}\n");
 }
 
 // Each option in a row where it changes the answer, and in one where it does not.
@@ -320,26 +282,21 @@ TEST_F(Cli, ContainsAnswersWithItsExitStatus)
     const std::pair<Args, int> cases[] = {
         {{small, big}, 0}, {{big, small}, 1}, {{"--run", small, big}, 1}, {{"--run", part, all}, 0}, {{"--same-size", small, big}, 1},
         {{"--equal", small, big}, 1}, {{"--equal", big, big}, 0}, {{"--prefix", part, all}, 1}, {{"--prefix", prefix, all}, 0},
-        {{"--length", prefix, all}, 1}, {{"--length", all, all}, 0},
-    };
+        {{"--length", prefix, all}, 1}, {{"--length", all, all}, 0}};
     for (const auto &[args, status] : cases) {
         Result r = run(Args{"contains"} + args);
         EXPECT_EQ(r.status, status) << args[0];
         EXPECT_EQ(r.out + r.err, "");
     }
-    EXPECT_TRUE(fails_with(run({"contains", write("bad.json", "{"), all}), "[KEL_JSON_PARSE_ERROR]", 2));
 }
 
 TEST_F(Cli, PatchAndMergePatchApplyThePatchFile)
 {
-    EXPECT_EQ(ok({"patch", "--compact", write("d1.json", R"({"foo":{"bar":"baz","waldo":"fred"},"qux":{}})"),
-                  write("p1.json", R"([{"op":"move","from":"/foo/waldo","path":"/qux/thud"}])")}),
-              "{\"foo\":{\"bar\":\"baz\"},\"qux\":{\"thud\":\"fred\"}}\n");
-    EXPECT_EQ(ok({"merge-patch", "--compact", write("d2.json", R"({"a":{"b":"c"}})"), write("p2.json", R"({"a":{"b":"d","c":null}})")}),
-              "{\"a\":{\"b\":\"d\"}}\n");
+    std::string doc = write("doc.json", "{\"foo\": \"bar\"}\n");
+    EXPECT_EQ(ok({"patch", "--compact", doc, write("p1.json", R"([{"op":"move","from":"/foo","path":"/qux"}])")}), "{\"qux\":\"bar\"}\n");
+    EXPECT_EQ(ok({"merge-patch", "--compact", doc, write("p2.json", R"({"foo":null,"a":{"b":"d","c":null}})")}), "{\"a\":{\"b\":\"d\"}}\n");
     // A failing patch names the operation, prints nothing and leaves -o's file
     // (here the input itself) untouched; a repeated member makes the patch invalid.
-    std::string doc = write("doc.json", "{\"foo\": \"bar\"}\n");
     const char *failing = R"([{"op":"add","path":"/x","value":1},{"op":"add","path":"/baz/bat","value":"qux"}])";
     EXPECT_TRUE(fails_with(run({"patch", doc, write("p.json", failing), "-o", doc}),
                            doc + ": error: cannot apply the patch " + path("p.json") + " [KEL_JSON_KEY_INVALID]\n" + doc +
@@ -358,15 +315,6 @@ TEST_F(Cli, ByteOrderMarkIsNamedForWhatItIs)
     EXPECT_TRUE(fails_with(run({"fmt", "-"}, marked), "<stdin>" + line));
     // Other input that starts with the same byte gets the parser's report.
     EXPECT_TRUE(fails_with(run({"check", write("ef.json", "\xEF\xA0\x80")}), ":1:1: error: Unexpected character in input stream:"));
-}
-
-TEST_F(Cli, KeepRefsReadsSchemaRefsAsPlainObjects)
-{
-    std::string schema = write("schema.json", "{\"properties\": {\"x\": {\"$ref\": \"http://example.com/s.json#/d\"}}}");
-    EXPECT_EQ(ok({"get", "--keep-refs", schema, "/properties/x/$ref"}), "\"http://example.com/s.json#/d\"\n");
-    EXPECT_TRUE(fails_with(run({"get", schema, "/properties/x/$ref"}), "got reference"));
-    EXPECT_TRUE(fails_with(run({"get", "--deref", schema, "/properties/x"}),
-                           "error: external references are not supported: http://example.com/s.json#/d [KEL_JSON_FEATURE_UNSUPPORTED]"));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // The serializer: compact and pretty text, number forms, references, failures
 // and the two sinks. Deep documents are in test_deep; the "%f" form against
 // printf in test_json_numbers, integers against printf in test_fast_paths.
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
 
@@ -56,31 +56,17 @@ void expect_dump_fails(KelJson *root, guint32 flags, const std::string &partial,
     EXPECT_FALSE(ok);
 }
 
-// Every kind, extreme numbers, escapes, empty and nested containers and
-// references, built through the API (uint64 values come only from there).
-KelJson *mixed_doc()
-{
-    KelJson *root = parse(R"({"min": -9223372036854775808, "max": 9223372036854775807, "zero": 0,
-        "big": 340282366920938463463374607431768211455, "d": -1234.5678, "esc\"key\n": "tab\there \"q\" \\ \u0001 é",
-        "ref": {"$ref": "#/list/0"}, "empty_obj": {},
-        "list": [[], {"f": false, "n": null, "r": {"$ref": "#"}, "deeper": [0.1, ""]}]})");
-    kel_json_obj_put_u64_base(root, "umax", G_MAXUINT64, nullptr);
-    kel_json_obj_put_u128_base(root, "small", KelUint128{0, 0}, nullptr);
-    return root;
-}
-
 }  // namespace
 
 TEST(DumpShape, CompactAndPrettyForms)
 {
     const std::tuple<const char *, guint32, std::string> cases[] = {
-        {R"({"b": [1, true, null], "a": "x"})", kSorted, "{\"a\":\"x\",\"b\":[1,true,null]}"},
-        {R"({"b": [1, 2], "a": {}})", kPretty, "{\n  \"a\": {\n  },\n  \"b\": [\n    1,\n    2\n  ]\n}"},
-        {"{}", 0, "{}"}, {"[]", 0, "[]"}, {"{}", KEL_JSON_DUMP_PRETTY, "{\n}"}, {"[]", KEL_JSON_DUMP_PRETTY, "[\n]"},
+        {R"({"b": [1, true, null], "a": "x"})", kSorted, "{\"a\":\"x\",\"b\":[1,true,null]}"}, {"{}", 0, "{}"}, {"[]", 0, "[]"},
+        {R"({"b": [1, 2], "a": {}})", kPretty, "{\n  \"a\": {\n  },\n  \"b\": [\n    1,\n    2\n  ]\n}"}, {"{}", KEL_JSON_DUMP_PRETTY, "{\n}"},
+        {"[]", KEL_JSON_DUMP_PRETTY, "[\n]"}, {"[18446744073709551616]", 0, "[18446744073709551616]"},
         {"{\"k\\\"1\": \"line\\nbreak\\t/\\\\\"}", 0, "{\"k\\\"1\":\"line\\nbreak\\t/\\\\\"}"},
         {"{\"k\\\"1\": [\"v\"]}", KEL_JSON_DUMP_PRETTY, "{\n  \"k\\\"1\": [\n    \"v\"\n  ]\n}"},  // an escaped name
         {"[{\"$ref\": \"#\"}, 3]", KEL_JSON_DUMP_PRETTY, "[\n  {\n    \"$ref\": \"#\"\n  },\n  3\n]"},
-        {"[18446744073709551616]", 0, "[18446744073709551616]"},
         {"[340282366920938463463374607431768211455]", KEL_JSON_DUMP_U128_STR, "[\"340282366920938463463374607431768211455\"]"}};
     for (const auto &[text, flags, expected] : cases)
         EXPECT_EQ(dump(JsonRoot(parse(text)), flags), expected) << text;
@@ -97,28 +83,6 @@ TEST(DumpShape, InitialIndentation)
     char *want = g_strdup_printf("[\n%*s1\n%*s]", -2, "", -4, "");
     EXPECT_EQ(sdump_ext(one, KEL_JSON_DUMP_PRETTY, -4), want);
     g_free(want);
-}
-
-// The dump walks objects in place; the order must stay that of the key lists
-// (kel_json_obj_keys unsorted, kel_json_alpha_keys sorted), removals included.
-TEST(DumpShape, MemberOrderIsThatOfTheKeyLists)
-{
-    JsonRoot root(kel_json_obj_new_base(FALSE));
-    std::mt19937 rng(7);
-    for (int i = 0; i < 500; i++)
-        kel_json_obj_put_i64_base(root, ("m" + std::to_string(rng() % 100000)).c_str(), i, nullptr);
-    for (int i = 0; i < 100; i++)
-        kel_json_obj_remove(root, ("m" + std::to_string(rng() % 100000)).c_str());
-    for (KelStrArray *(*list)(KelJson *) : {kel_json_obj_keys, kel_json_alpha_keys}) {
-        KelStrArray *keys = list(root);
-        std::string expected = "{";
-        for (guint i = 0; i < keys->len; i++) {
-            const char *key = kel_str_array_index(keys, static_cast<gint32>(i));
-            expected += (i ? ",\"" : "\"") + std::string(key) + "\":" + std::to_string(kel_json_i64_get(member(root, key)));
-        }
-        kel_str_array_free(keys, TRUE);
-        EXPECT_EQ(dump(root, list == kel_json_obj_keys ? 0 : kSorted), expected + "}");
-    }
 }
 
 TEST(DumpNumbers, RoundtripFormIsShortestAndAlwaysAReal)
@@ -144,9 +108,7 @@ TEST(DumpNumbers, RoundtripTextLoadsBackBitForBit)
     std::mt19937_64 rng(7);
     while (v.size() < 20000) {
         const std::size_t kind = v.size() % 4;  // short mantissas (round values), subnormals, integral, any
-        const guint64 bits = rng() & (kind == 0 ? 0xFFFFFFFF00000000ULL : kind == 1 ? 0x800FFFFFFFFFFFFFULL : ~0ULL);
-        double d;
-        std::memcpy(&d, &bits, sizeof d);
+        double d = std::bit_cast<double>(rng() & (kind == 0 ? 0xFFFFFFFF00000000ULL : kind == 1 ? 0x800FFFFFFFFFFFFFULL : ~0ULL));
         if (kind == 2)  // "12345.0", not an integer token
             d = std::trunc(static_cast<double>(static_cast<gint64>(rng() >> (rng() % 64))));
         if (std::isfinite(d))
@@ -160,8 +122,8 @@ TEST(DumpNumbers, RoundtripTextLoadsBackBitForBit)
     ASSERT_NE(back.get(), nullptr) << err.message();
     for (std::size_t i = 0; i < v.size(); i++) {
         KelJson *e = at(back, static_cast<int>(i));
-        const double d = e->type == KEL_JSON_DOUBLE ? kel_json_double_get(e) : std::nan("");
-        ASSERT_EQ(std::memcmp(&d, &v[i], sizeof d), 0) << dump(JsonRoot(kel_json_double_new_base(v[i])), kRoundtrip);
+        ASSERT_TRUE(e->type == KEL_JSON_DOUBLE && std::bit_cast<guint64>(kel_json_double_get(e)) == std::bit_cast<guint64>(v[i]))
+            << dump(JsonRoot(kel_json_double_new_base(v[i])), kRoundtrip);
     }
 }
 
@@ -204,19 +166,25 @@ TEST(DumpFail, StreamWhoseWritesFail)
     FILE *full = fopen("/dev/full", "w");
     ASSERT_NE(full, nullptr);
     setvbuf(full, nullptr, _IONBF, 0);
-    JsonRoot root(parse(R"({"b": [1, true, null], "a": "x"})"));
-    EXPECT_FALSE(kel_json_fdump(root, full, kSorted, 0));
-    EXPECT_FALSE(kel_json_fdump(root, full, kPretty, 0));
-    EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("\"x\"")), full, 0, 0));  // through the string writer
-    EXPECT_FALSE(kel_json_fdump(JsonRoot(parse("1")), full, 0, 0));      // through print
+    // A string goes through the string writer, a number through print.
+    for (const char *text : {R"({"b": [1, true, null], "a": "x"})", "\"x\"", "1"})
+        for (guint32 flags : {kSorted, kPretty})
+            EXPECT_FALSE(kel_json_fdump(JsonRoot(parse(text)), full, flags, 0)) << text;
     fclose(full);
 }
 
 // The string sink has a walk and fast paths of its own: the file sink must
-// write the same bytes, whatever the flags and indentation.
+// write the same bytes, whatever the flags and indentation. The document holds
+// every kind, extreme numbers, escapes, empty and nested containers and
+// references, built through the API (uint64 values come only from there).
 TEST(DumpSinks, FileMatchesStringAndTextParsesBack)
 {
-    JsonRoot root(mixed_doc());
+    JsonRoot root(parse(R"({"min": -9223372036854775808, "max": 9223372036854775807, "zero": 0,
+        "big": 340282366920938463463374607431768211455, "d": -1234.5678, "esc\"key\n": "tab\there \"q\" \\ \u0001 é",
+        "ref": {"$ref": "#/list/0"}, "empty_obj": {},
+        "list": [[], {"f": false, "n": null, "r": {"$ref": "#"}, "deeper": [0.1, ""]}]})"));
+    kel_json_obj_put_u64_base(root, "umax", G_MAXUINT64, nullptr);
+    kel_json_obj_put_u128_base(root, "small", KelUint128{0, 0}, nullptr);
     for (guint32 flags : {kSorted, kPretty, kPretty | KEL_JSON_DUMP_U128_STR, kSorted | KEL_JSON_DUMP_U128_STR | kRoundtrip,
                           kPretty | kRoundtrip})
         for (gint32 indent : {0, 3, -5}) {
@@ -224,12 +192,11 @@ TEST(DumpSinks, FileMatchesStringAndTextParsesBack)
             EXPECT_EQ(sdump_ext(root, flags, indent, &sok), fdump(root, flags, indent, &fok)) << flags << " " << indent;
             EXPECT_TRUE(sok && fok);
         }
-    const std::string s = dump(root, kSorted | KEL_JSON_DUMP_U128_STR);
-    for (const char *part : {"\"big\":\"340282366920938463463374607431768211455\"", "\"min\":-9223372036854775808",
-                             "\"umax\":18446744073709551615", "\"small\":\"0\"", "\"d\":-1234.567800", "\"ref\":{\"$ref\":\"#/list/0\"}",
-                             "\"esc\\\"key\\n\":\"tab\\there \\\"q\\\" \\\\ \\u0001 \xc3\xa9\"",
-                             "\"list\":[[],{\"deeper\":[0.100000,\"\"],\"f\":false,\"n\":null,\"r\":{\"$ref\":\"#\"}}]"})
-        EXPECT_NE(s.find(part), std::string::npos) << part << " in " << s;
+    EXPECT_EQ(dump(root, kSorted | KEL_JSON_DUMP_U128_STR),
+              R"({"big":"340282366920938463463374607431768211455","d":-1234.567800,"empty_obj":{},)"
+              R"("esc\"key\n":"tab\there \"q\" \\ \u0001 é","list":[[],{"deeper":[0.100000,""],"f":false,"n":null,"r":{"$ref":"#"}}],)"
+              R"("max":9223372036854775807,"min":-9223372036854775808,"ref":{"$ref":"#/list/0"},"small":"0",)"
+              R"("umax":18446744073709551615,"zero":0})");
     JsonRoot back(parse(dump(root, kPretty | kRoundtrip).c_str()));
     EXPECT_EQ(dump(back, kSorted | kRoundtrip), dump(root, kSorted | kRoundtrip));
 }

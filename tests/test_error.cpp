@@ -33,8 +33,6 @@ class ErrorTest : public ::testing::Test {
 protected:
     void SetUp() override { TearDown(); }
     void TearDown() override { kel_error_purge_registry(); __kel_init_func(); expand_calls = 0; released.clear(); }
-    // A base-domain error whose head carries one location item.
-    void add_location() { kel_set_error(&slot, base(), -1, "x"); __kel_error_add_location(&slot, "src/x.c", "do_it", 42); }
     // The dump of what the registry makes of a new (zeroed) item on the newest
     // error, "NULL" when nothing.
     std::string item_json(GQuark domain, gint type, gsize size = 64)
@@ -46,9 +44,6 @@ protected:
     ErrorSlot slot;
 };
 
-const std::string kLocationJson =
-    "{\"domain\":" + std::to_string(kel_error_domain()) + R"(,"file":"src/x.c","function":"do_it","line":42,"type":0})";
-
 }  // namespace
 
 // A merge puts the source chain on top (into an empty slot unchanged);
@@ -56,10 +51,9 @@ const std::string kLocationJson =
 // `next`; a long chain is freed without recursion.
 TEST_F(ErrorTest, ChainsStackNewestFirstMergeOnTopAndFreeIteratively)
 {
-    KelError *first = kel_set_error(&slot, base(), KEL_ARG_INVALID, "first %d", 1);
-    KelError *second = kel_set_error(&slot, base(), KEL_IO_FAIL, "second %s", "two");
-    ASSERT_TRUE(second == slot.err && slot->next == first && first->next == nullptr && first->gerror->domain == base());
-    EXPECT_EQ((std::vector<std::string>{slot.pop(), slot.pop()}), (std::vector<std::string>{"-7 second two", "-1 first 1"}));
+    kel_set_error(&slot, base(), KEL_ARG_INVALID, "first %d", 1);
+    kel_set_error(&slot, base(), KEL_IO_FAIL, "second %s", "two");
+    EXPECT_EQ((std::vector<std::string>{slot.pop(), slot.pop(), slot.pop()}), (std::vector<std::string>{"-7 second two", "-1 first 1", "<no error>"}));
     ErrorSlot src;
     KelError *s1 = kel_set_error(&src, base(), -1, "s1");
     kel_error_merge(&slot, &src);
@@ -86,8 +80,7 @@ TEST_F(ErrorTest, DataItemsStackOnTheHeadNewestFirstAndAreReleasedOldestFirst)
     EXPECT_EQ(released, (std::vector<int>{1, 3}));
     // A caller-sized item is zeroed behind its header.
     KelErrorData *item = kel_error_data_new(kel_set_error(&slot, base(), -1, "older"), 42, 9, sizeof(KelErrorData) + 32, nullptr);
-    const auto *payload = reinterpret_cast<const unsigned char *>(item + 1);
-    EXPECT_EQ(std::vector<unsigned char>(payload, payload + 32), std::vector<unsigned char>(32));
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(item + 1), 32), std::string(32, '\0'));
     kel_set_error(&slot, base(), -2, "newer");
     kel_error_add_location(&slot);
     const int line = __LINE__ - 1;
@@ -111,7 +104,6 @@ TEST_F(ErrorTest, ClearUntilRemovesOnlyNewerErrors)
     EXPECT_TRUE(slot.err == chain[2] && slot.length() == 3 && released.empty());
     EXPECT_TRUE(kel_clear_error_until(&slot, chain[2]) && slot.err == chain[2] && released.empty());
     EXPECT_TRUE(kel_clear_error_until(&slot, chain[0]) && slot.err == chain[0] && chain[0]->next == nullptr && tag(chain[0]->data) == 1);
-    EXPECT_EQ(released, (std::vector<int>{2, 3}));
     EXPECT_TRUE(kel_clear_error_until(&slot, nullptr) && slot.err == nullptr && released == (std::vector<int>{2, 3, 1}));
 }
 
@@ -125,15 +117,12 @@ TEST(ErrorDomains, CodeNames)
         names += std::string(kel_status_code_to_name(base(), code)) + " ";
     for (int code = 0; code >= -10; code--)
         names += std::string(kel_json_code_to_name(0, code)) + " ";
+    for (int code : {3, G_MININT})
+        names += std::string(kel_status_code_to_name(base(), code)) + " " + kel_json_code_to_name(kel_json_error_domain(), code) + " ";
     EXPECT_EQ(names, "<unknown> KEL_SUCCESS KEL_ARG_INVALID KEL_RADIX_INVALID KEL_BUFFER_INSUFFICIENT KEL_ARG_CONVERSION KEL_ALLOC_FAIL "
                      "KEL_FN_NOT_IMPL KEL_IO_FAIL <unknown> <unknown code> KEL_JSON_ARG_INVALID KEL_JSON_TYPE_INVALID KEL_JSON_KEY_INVALID "
                      "KEL_JSON_INDEX_INVALID KEL_JSON_CIRCULAR_JREF KEL_JSON_PARSE_ERROR KEL_JSON_FEATURE_UNSUPPORTED KEL_JSON_POINTER_INVALID "
-                     "KEL_JSON_CHILD_OWNED <unknown code> ");
-    for (int code : {3, G_MININT})
-        EXPECT_EQ(std::string(kel_status_code_to_name(base(), code)) + " " + kel_json_code_to_name(kel_json_error_domain(), code),
-                  "<unknown> <unknown code>");
-    // The registry as loading left it (its two namers are checked above).
-    EXPECT_STREQ(kel_error_code_to_name(kel_json_error_domain(), -6), "KEL_JSON_PARSE_ERROR");
+                     "KEL_JSON_CHILD_OWNED <unknown code> <unknown> <unknown code> <unknown> <unknown code> ");
 }
 
 // Registering one callback leaves the domain's others alone; __kel_init_func
@@ -149,36 +138,30 @@ TEST_F(ErrorTest, RegistrationReplacesOneFieldAndInitOnlyItsOwn)
     kel_error_register_code_to_name(base(), name_x);
     kel_error_register_data_to_json(kel_json_error_domain(), empty_object);
     __kel_init_func();
-    EXPECT_STREQ(kel_error_code_to_name(base(), -1), "KEL_ARG_INVALID");
+    EXPECT_STREQ(kel_error_code_to_name(base(), -1), "KEL_ARG_INVALID");  // the JSON domain's namer: test_threads
     EXPECT_EQ(item_json(kel_json_error_domain(), KEL_JSON_ERROR_DATA_POSITION, sizeof(KelJsonErrorDataPosition)), "{}");
-}
-
-// A purge (harmless twice) empties the registry until the next registration
-// starts a fresh one; JSON already made stays as it was.
-TEST_F(ErrorTest, PurgeEmptiesEverythingUntilTheNextRegistration)
-{
-    add_location();
-    JsonRoot loc(kel_error_data_to_json(slot->data));
-    kel_error_purge_registry();
-    kel_error_purge_registry();
-    EXPECT_TRUE(kel_error_code_to_name(base(), 0) == nullptr && kel_error_code_to_name(kel_json_error_domain(), -1) == nullptr);
-    EXPECT_TRUE(kel_error_data_to_json(slot->data) == nullptr && !kel_error_json_expand(loc, nullptr));
-    EXPECT_EQ(dump(loc), kLocationJson);
-    kel_error_register_code_to_name(test_domain(), name_x);
-    EXPECT_TRUE(std::string(kel_error_code_to_name(test_domain(), 0)) == "X" && kel_error_code_to_name(base(), 0) == nullptr);
 }
 
 // Only the location has a standard converter, and the JSON domain none; the
 // expander names kel-error for any domain number, and only the two standard
-// item types.
-TEST_F(ErrorTest, StandardRegistryConverters)
+// item types. A purge (harmless twice) empties the registry until the next
+// registration starts a fresh one; JSON already made stays as it was.
+TEST_F(ErrorTest, StandardRegistryConvertersAndPurge)
 {
     EXPECT_EQ(item_json(kel_json_error_domain(), KEL_JSON_ERROR_DATA_POSITION, sizeof(KelJsonErrorDataPosition)), "NULL");
     EXPECT_EQ(item_json(base(), KEL_ERROR_DATA_BLOB, sizeof(KelErrorDataBlob)) + " " + item_json(base(), 9), "NULL NULL");
-    add_location();
+    kel_set_error(&slot, base(), -1, "x"); __kel_error_add_location(&slot, "src/x.c", "do_it", 42);
     JsonRoot json(kel_error_data_to_json(slot->data));
-    EXPECT_EQ(dump(json), kLocationJson);
+    const std::string location = "{\"domain\":" + std::to_string(base()) + R"(,"file":"src/x.c","function":"do_it","line":42,"type":0})";
     EXPECT_TRUE(member(json, "domain")->type == KEL_JSON_UINT64 && member(json, "line")->type == KEL_JSON_INT64);
+    kel_error_purge_registry();
+    kel_error_purge_registry();
+    EXPECT_TRUE(kel_error_code_to_name(base(), 0) == nullptr && kel_error_code_to_name(kel_json_error_domain(), -1) == nullptr);
+    EXPECT_TRUE(kel_error_data_to_json(slot->data) == nullptr && !kel_error_json_expand(json, nullptr));
+    EXPECT_EQ(dump(json), location);
+    kel_error_register_code_to_name(test_domain(), name_x);
+    EXPECT_TRUE(std::string(kel_error_code_to_name(test_domain(), 0)) == "X" && kel_error_code_to_name(base(), 0) == nullptr);
+    __kel_init_func();
     auto expand = [](KelJson *object, decltype(&kel_error_json_expand) fn) { return fn(object, nullptr) ? dump(object) : "<not expanded>"; };
     EXPECT_EQ(expand(json, kel_error_json_expand), "{\"domain\":" + std::to_string(base()) + R"(,"domain_name":"kel-error","file":"src/x.c",)"
                                                        R"("function":"do_it","line":42,"type":0,"type_name":"KEL_ERROR_DATA_LOCATION"})");
@@ -197,10 +180,9 @@ TEST_F(ErrorTest, ExpandDispatchesOnTheDomainNumber)
     kel_error_register_json_expand(0, counting_expand);
     kel_error_register_json_expand(test_domain(), counting_expand);
     EXPECT_FALSE(kel_error_json_expand(JsonRoot(parse("{}")), this) || kel_error_json_expand(JsonRoot(parse(R"({"domain": "kel-error"})")), this));
-    EXPECT_EQ(expand_calls, 0);
     JsonRoot wide(kel_json_obj_new_base(FALSE));
     kel_json_obj_put_u64_base(wide, "domain", (G_GUINT64_CONSTANT(1) << 32) | test_domain(), nullptr);
-    EXPECT_TRUE(kel_error_json_expand(wide, this) && !kel_error_json_expand(wide, nullptr) && expand_calls == 2);
+    EXPECT_TRUE(kel_error_json_expand(wide, this) && !kel_error_json_expand(wide, nullptr) && expand_calls == 2);  // none above
 }
 
 TEST_F(ErrorTest, CallbacksMayUseTheRegistry)
