@@ -18,11 +18,9 @@ constexpr int kThreads = 4;
 template <typename F>
 void on_threads(F body)
 {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;  // joined as they go
     for (int t = 0; t < kThreads; t++)
         threads.emplace_back(body, t);
-    for (auto &thread : threads)
-        thread.join();
 }
 
 // Each thread's domain answers with the thread's own name, so a lookup can

@@ -15,7 +15,7 @@ for f in include/kel.h include/kel_error.h include/kel_util.h include/kel_json.h
   [ -e "$prefix/$f" ] || { echo "not installed: $f" >&2; exit 1; }
 done
 
-echo "== C program through pkg-config"
+# C program through pkg-config
 pc=$(find "$prefix" -name kel.pc)
 [ -n "$pc" ] || { echo "kel.pc not installed" >&2; exit 1; }
 PKG_CONFIG_PATH=$(dirname "$pc")
@@ -27,18 +27,17 @@ libdir=$(pkg-config --variable=libdir kel)
   $(pkg-config --cflags --libs kel) -Wl,-rpath,"$libdir"
 "$work/c-consumer"
 
-echo "== C++ program through find_package(kel)"
+# C++ program through find_package(kel)
 cmake -S "$here/consumer" -B "$work/cmake-consumer" -G Ninja \
   -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$flags" > "$work/consumer-configure.log"
 cmake --build "$work/cmake-consumer" > "$work/consumer-build.log"
 "$work/cmake-consumer/consumer"
 
-echo "== installed kel-json"
+# installed kel-json
 out=$(printf '{"a": [1, 2.5]}' | "$prefix/bin/kel-json" get --compact - /a)
 [ "$out" = "[1,2.5]" ] || { echo "unexpected kel-json output: $out" >&2; exit 1; }
-echo "$out"
-echo "== installed man page"
+# installed man page
 if command -v man > /dev/null 2>&1; then
   page=$(MANPATH="$prefix/share/man" MANWIDTH=80 man kel-json 2> "$work/man.log") ||
     { cat "$work/man.log" >&2; echo "man kel-json failed" >&2; exit 1; }
