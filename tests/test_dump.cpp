@@ -16,32 +16,6 @@ constexpr guint32 kSorted = KEL_JSON_DUMP_SORTED;
 constexpr guint32 kPretty = KEL_JSON_DUMP_PRETTY | KEL_JSON_DUMP_SORTED;
 constexpr guint32 kRoundtrip = KEL_JSON_DUMP_REAL_ROUNDTRIP;
 
-// kel_json_sdump_ext into a GString that already holds `prefix`.
-std::string sdump_ext(KelJson *root, guint32 flags, gint32 indent, gboolean *ok = nullptr, const std::string &prefix = "")
-{
-    GString *out = g_string_new(prefix.c_str());
-    const gboolean r = kel_json_sdump_ext(root, out, flags, indent);
-    if (ok)
-        *ok = r;
-    else
-        EXPECT_TRUE(r);
-    std::string s(out->str, out->len);
-    g_string_free(out, TRUE);
-    return s;
-}
-
-// kel_json_fdump into a temporary file, read back.
-std::string fdump(KelJson *root, guint32 flags, gint32 indent, gboolean *ok)
-{
-    FILE *f = tmpfile();
-    *ok = kel_json_fdump(root, f, flags, indent);
-    std::string s(static_cast<size_t>(ftell(f)), '\0');
-    rewind(f);
-    s.resize(fread(s.data(), 1, s.size(), f));
-    fclose(f);
-    return s;
-}
-
 // Every sink refuses `root`: kel_json_sdump returns no text, the string sink
 // keeps `partial` after what its GString held, the file sink has written `written`.
 void expect_dump_fails(KelJson *root, guint32 flags, const std::string &partial, const std::string &written)

@@ -15,7 +15,6 @@ bool subset(const char *a, const char *b, guint flags)
 }
 
 // `v`, with a count of the caller's own taken.
-KelJson *held(KelJson *v) { kel_json_ref(v); return v; }
 
 KelJson *innermost(KelJson *json)
 {

@@ -42,7 +42,6 @@ std::string fits(KelJson *value, gboolean convert = TRUE)
 std::string failure(ErrorSlot &err, bool failed) { return failed ? err.pop() : "<did not fail>"; }
 
 // `v`, with a count of the caller's own taken.
-KelJson *held(KelJson *v) { kel_json_ref(v); return v; }
 
 // A borrowing array listing `values` (each gains a count).
 KelJson *view_of(std::initializer_list<KelJson *> values)

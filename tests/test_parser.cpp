@@ -1,7 +1,6 @@
 // The parser and the loaders: the grammar, every syntax message with its
 // position, error chains, load flags, references, ownership of the result,
 // streams, nesting depth and the input size guard.
-#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -252,31 +251,13 @@ void check_deep_documents(Nest kind)
     EXPECT_EQ(err.message(), "Syntax error: maximum nesting depth exceeded");
 }
 
-// Runs `body` on a thread with a 1 MiB stack.
-void on_small_stack(void (*body)(Nest), Nest kind)
-{
-    std::pair<void (*)(Nest), Nest> job{body, kind};
-    pthread_attr_t attr;
-    pthread_attr_init(&attr);
-    pthread_attr_setstacksize(&attr, 1 << 20);
-    pthread_t thread;
-    auto run = [](void *arg) -> void * {
-        auto *j = static_cast<std::pair<void (*)(Nest), Nest> *>(arg);
-        j->first(j->second);
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attr, run, &job), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attr);
-}
-
 class Nesting : public ::testing::TestWithParam<Nest> {};
 
 }  // namespace
 
 // On a small stack: what passes there passes on any thread.
-TEST_P(Nesting, DeepDocumentsParseUpToTheLimit) { on_small_stack(check_deep_documents, GetParam()); }
-TEST_P(Nesting, TenMillionLevelsFailInOrder) { on_small_stack([](Nest kind) { check_too_deep(kind, 10000000); }, GetParam()); }
+TEST_P(Nesting, DeepDocumentsParseUpToTheLimit) { kel_test::on_small_stack([this] { check_deep_documents(GetParam()); }); }
+TEST_P(Nesting, TenMillionLevelsFailInOrder) { kel_test::on_small_stack([this] { check_too_deep(GetParam(), 10000000); }); }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Nesting, ::testing::Values(Nest::Arrays, Nest::Objects, Nest::Mixed), [](const auto &info) {
     return info.param == Nest::Arrays ? "Arrays" : info.param == Nest::Objects ? "Objects" : "Mixed";

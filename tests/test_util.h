@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
+#include <stdio.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -89,6 +92,49 @@ inline std::string dump(KelJson *json, guint32 flags = KEL_JSON_DUMP_SORTED)
     return s;
 }
 
+// `result` goes to `ok` when the caller asks for it, else it must be TRUE.
+inline void store_or_expect(gboolean result, gboolean *ok)
+{
+    if (ok)
+        *ok = result;
+    else
+        EXPECT_TRUE(result);
+}
+
+// The dump through each sink, `flags` and `indent` as given: the string sink
+// into a GString that already holds `prefix`, the stream sink into memory.
+// `ok` receives the call's result; without it the call must succeed.
+inline std::string sdump_ext(KelJson *json, guint32 flags, gint32 indent = 0, gboolean *ok = nullptr,
+                             const std::string &prefix = "")
+{
+    GString *out = g_string_new(prefix.c_str());
+    const gboolean r = kel_json_sdump_ext(json, out, flags, indent);
+    store_or_expect(r, ok);
+    std::string s(out->str, out->len);
+    g_string_free(out, TRUE);
+    return s;
+}
+
+inline std::string fdump(KelJson *json, guint32 flags, gint32 indent = 0, gboolean *ok = nullptr)
+{
+    char *buf = nullptr;
+    size_t size = 0;
+    FILE *fh = open_memstream(&buf, &size);
+    const gboolean r = kel_json_fdump(json, fh, flags, indent);
+    fclose(fh);
+    store_or_expect(r, ok);
+    std::string s(buf, size);
+    free(buf);
+    return s;
+}
+
+// Takes a count on `json` (the caller releases it) and returns it.
+inline KelJson *held(KelJson *json)
+{
+    kel_json_ref(json);
+    return json;
+}
+
 inline std::string pointer_of(const KelJson *json)
 {
     char *out = nullptr;
@@ -117,6 +163,20 @@ inline size_t heap_in_use()
 {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+}
+
+// Runs `fn` on a thread with a 1 MiB stack, far too small for a walk that
+// recurses once per level of a deep document.
+inline void on_small_stack(std::function<void()> fn)
+{
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, 1 << 20);
+    pthread_t thread;
+    auto body = [](void *arg) -> void * { return (*static_cast<std::function<void()> *>(arg))(), nullptr; };
+    ASSERT_EQ(pthread_create(&thread, &attr, body, &fn), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attr);
 }
 
 // A chain of `depth` containers, each holding the next under "k" (objects) or

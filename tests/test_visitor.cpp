@@ -1,7 +1,5 @@
 // The visitor: call order, the travel rules of skip, stop and abort (against a
 // recursive model at every callback), key order, unknown kinds, deep documents.
-#include <pthread.h>
-
 #include <algorithm>
 #include <functional>
 #include <regex>
@@ -158,19 +156,6 @@ TEST(VisitArgs, UnknownKindAborts)
 
 struct DeepCount { long begins = 0, ends = 0, members = 0, leaves = 0; int leaf_answer = 0; gboolean ok = FALSE; };
 DeepCount *dc(gpointer d) { return static_cast<DeepCount *>(d); }
-
-// Runs `fn` on a thread with a 1 MiB stack, far too small for a recursive walk.
-void on_small_stack(std::function<void()> fn)
-{
-    pthread_attr_t attr;
-    pthread_attr_init(&attr);
-    pthread_attr_setstacksize(&attr, 1 << 20);
-    pthread_t t;
-    auto body = [](void *arg) -> void * { return (*static_cast<std::function<void()> *>(arg))(), nullptr; };
-    ASSERT_EQ(pthread_create(&t, &attr, body, &fn), 0);
-    pthread_join(t, nullptr);
-    pthread_attr_destroy(&attr);
-}
 
 }  // namespace
 
